@@ -1,0 +1,53 @@
+#include "identity/client_id_set.h"
+
+namespace kestrel {
+
+std::string clientIdKey(const ClientId& id) {
+  std::string key;
+  key.reserve(id.prefix.size() + 1 + id.serial.size());
+  key.append(id.prefix).append(1, '@').append(id.serial);
+  return key;
+}
+
+XtClientIdSet::XtClientIdSet() = default;
+
+XtClientIdSet::~XtClientIdSet() KS_NO_THREAD_SAFETY_ANALYSIS {
+  // No lock: the owner guarantees that no other operation is running.
+  keyMap.clear();
+  orderMap.clear();
+  requestMap.clear();
+}
+
+void XtClientIdSet::add(int requestId, const ClientId& id) {
+  MutexLock lock(mutex);
+  requestMap[requestId] = id;
+}
+
+bool XtClientIdSet::update(int requestId, int orderId) {
+  MutexLock lock(mutex);
+  auto found = requestMap.find(requestId);
+  if (found == requestMap.end()) return false;
+  const ClientId& id = found->second;
+  orderMap[orderId] = id;
+  keyMap[clientIdKey(id)] = orderId;
+  return true;
+}
+
+bool XtClientIdSet::get(int orderId, ClientId& id) {
+  MutexLock lock(mutex);
+  auto found = orderMap.find(orderId);
+  if (found == orderMap.end()) return false;
+  id = found->second;
+  return true;
+}
+
+bool XtClientIdSet::get(const ClientId& id, int& orderId) {
+  const std::string key = clientIdKey(id);  // built before the lock: it needs none
+  MutexLock lock(mutex);
+  auto found = keyMap.find(key);
+  if (found == keyMap.end()) return false;
+  orderId = found->second;
+  return true;
+}
+
+}  // namespace kestrel

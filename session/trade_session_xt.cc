@@ -1,0 +1,248 @@
+#include "session/trade_session_xt.h"
+
+#include <chrono>
+#include <exception>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "plugin/common.h"
+#include "plugin/platform.h"
+#include "plugin/zeroed_new.h"
+#include "spi/record_conversion.h"
+
+namespace kestrel {
+namespace {
+
+constexpr int32_t kNotConnected = -6;   // the host table's "未连接"
+constexpr int32_t kInvalidAddress = -2;
+constexpr int32_t kNoFundAccount = -3;
+constexpr int32_t kApiCreationFailed = -8;
+constexpr int32_t kRequestFailed = -1;
+
+constexpr char kInvalidAddressText[] = "\xCE\xDE\xD0\xA7\xB5\xD8\xD6\xB7";  // 无效地址
+constexpr char kNoFundAccountText[] = "\xCE\xDE\xD7\xCA\xBD\xF0\xD5\xCB\xBA\xC5";  // 无资金账号
+constexpr char kApiCreationFailedText[] = "create XtTraderApi fail";
+
+constexpr char kAddressPrefixChars[] = "tcp:/";
+constexpr wchar_t kConfigFileSuffix[] = L"\\config\\xt_config";
+constexpr char kNoExtra[] = "";
+
+constexpr int32_t kHostBuy = 1;
+constexpr int32_t kHostOpen = 1;
+constexpr int32_t kHostCloseToday = 5;
+constexpr int32_t kHostAnyPrice = 2;
+constexpr int32_t kSpeculation = xti::HEDGE_SPECULATION_CHAR;
+
+ResultStatus notConnected() {
+  return ResultStatus{kNotConnected, ErrorMessageTable::messageOf(kNotConnected)};
+}
+
+ResultStatus requestFailed(const std::exception& e) { return ResultStatus{kRequestFailed, e.what()}; }
+
+// Vendor operation code from the host's direction and offset: a direction
+// other than buy is a sell; an offset other than open and close-today closes
+// older positions.
+int32_t operationCode(int32_t direction, int32_t offsetFlag) {
+  const bool buy = direction == kHostBuy;
+  if (offsetFlag == kHostOpen) return buy ? xti::OPT_OPEN_LONG : xti::OPT_OPEN_SHORT;
+  if (offsetFlag == kHostCloseToday) {
+    return buy ? xti::OPT_CLOSE_SHORT_TODAY : xti::OPT_CLOSE_LONG_TODAY;
+  }
+  return buy ? xti::OPT_CLOSE_SHORT_HISTORY : xti::OPT_CLOSE_LONG_HISTORY;
+}
+
+}  // namespace
+
+TradeSessionXT::TradeSessionXT()
+    : config(), spi(nullptr), hostSpi(nullptr), api(nullptr), requestCounter(0) {
+  config = SessionConfig();
+  spi = newZeroed<XtTraderSpi>();
+}
+
+TradeSessionXT::~TradeSessionXT() {
+  // Deleted while connected (no release): stop the vendor first, so that it
+  // never calls the receiver destroyed below.
+  if (api != nullptr) {
+    api->shutdown();
+    delete api;
+    api = nullptr;
+  }
+  if (spi != nullptr) {
+    delete spi;
+    spi = nullptr;
+  }
+}
+
+int TradeSessionXT::getTypeCode() { return kTypeCode; }
+
+ResultStatus TradeSessionXT::setConfig(const SessionConfig& cfg) {
+  config = cfg;
+  spi->config = cfg;
+  return successStatus();
+}
+
+ResultStatus TradeSessionXT::registerSpi(ITradeSessionSpi* cb) {
+  hostSpi = cb;
+  spi->hostSpi = cb;
+  return successStatus();
+}
+
+ResultStatus TradeSessionXT::reqAuxiliary(int, const std::string&) { return notSupportedStatus(); }
+
+std::string TradeSessionXT::trimmedServerAddress() const {
+  const std::string& address = config.server.serverAddresses.front().address;
+  const std::size_t start = address.find_first_not_of(kAddressPrefixChars);
+  return start == std::string::npos ? std::string() : address.substr(start);
+}
+
+ResultStatus TradeSessionXT::connect() {
+  if (api != nullptr) return successStatus();
+  if (config.server.serverAddresses.empty()) {
+    return failureStatus(kInvalidAddress, kInvalidAddressText);
+  }
+  const std::string address = trimmedServerAddress();
+  api = xti::XtTraderApi::createXtTraderApi(address.c_str());
+  if (api == nullptr) return failureStatus(kApiCreationFailed, kApiCreationFailedText);
+  api->setCallback(spi);
+  const std::string path =
+      CodeConvert::unicode_to_gbk(FileSystem::GetServerExeDirectoryW() + kConfigFileSuffix);
+  api->init(path.c_str());
+  return successStatus();
+}
+
+ResultStatus TradeSessionXT::release() {
+  if (api != nullptr) {
+    // joinAll runs on a detached worker: it returns only when the library's
+    // threads have ended, which happens after the shutdown below.
+    auto started = std::make_shared<std::atomic<bool>>(false);
+    std::thread worker([started] {
+      started->store(true);
+      xti::XtTraderApi::joinAll();
+    });
+    worker.detach();
+    while (!started->load()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    api->shutdown();
+    delete api;
+    api = nullptr;
+  }
+  // With no host callback registered there is nobody to tell; the session is
+  // still stopped and destroyed.
+  if (hostSpi != nullptr) {
+    ITradeSessionSpi* host = hostSpi;
+    std::async(std::launch::async, [host] { host->onDisconnected(successStatus()); }).get();
+  }
+  delete this;
+  return successStatus();
+}
+
+// login and logout before a successful connect answer -6 ("未连接") and draw no
+// request number: there is no vendor object to send them to.
+ResultStatus TradeSessionXT::login() {
+  if (api == nullptr) return notConnected();
+  const int requestId = requestCounter.fetch_add(1) + 1;
+  api->userLogin(config.userName.c_str(), config.password.c_str(), requestId, nullptr, nullptr,
+                 nullptr);
+  return successStatus();
+}
+
+ResultStatus TradeSessionXT::logout() {
+  if (api == nullptr) return notConnected();
+  const int requestId = requestCounter.fetch_add(1) + 1;
+  api->userLogout(config.userName.c_str(), config.password.c_str(), requestId);
+  return successStatus();
+}
+
+std::string TradeSessionXT::getFundAccount() {
+  MutexLock lock(spi->accountSetMutex);
+  return spi->accountSet.empty() ? std::string() : *spi->accountSet.begin();
+}
+
+ResultStatus TradeSessionXT::sendOrder(int requestId, const AccountOrderNewRequest& request) {
+  const std::string account = getFundAccount();
+  if (account.empty()) return failureStatus(kNoFundAccount, kNoFundAccountText);
+  if (api == nullptr) return notConnected();
+
+  xti::COrdinaryOrder order;
+  // Filed before the vendor call: its answer may arrive before the call returns.
+  spi->identity->registry->add(requestId, request.clientId);
+  spi->identity->newOrderBook->put(requestId, request);
+
+  copyToField(order.m_strInstrument, request.codeId.code);
+  copyToField(order.m_strMarket, exchangeCodeOf(request.codeId.exchange));
+  order.m_dPrice = request.price;
+  order.m_dSuperPriceRate = 0;
+  order.m_nVolume = static_cast<int32_t>(static_cast<uint32_t>(request.quantity));
+  order.m_ePriceType = request.priceType == kHostAnyPrice ? xti::PRTP_MARKET : xti::PRTP_LIMIT;
+  order.m_eOperationType = operationCode(request.direction, request.offsetFlag);
+  order.m_eHedgeFlag = kSpeculation;  // whatever the request's hedge flag says
+  try {
+    copyToField(order.m_strAccountID, account);
+    api->placeOrder(&order, requestId, kNoExtra);
+  } catch (const std::exception& e) {
+    return requestFailed(e);  // the filed request stays until an answer or the end
+  }
+  return successStatus();
+}
+
+ResultStatus TradeSessionXT::cancelOrder(int requestId, const AccountOrderCancelRequest& request) {
+  if (api == nullptr) return notConnected();
+  spi->identity->cancelBook->put(requestId, request);
+  try {
+    if (request.exchangeOrderId.empty()) {
+      // The serial of a made-up client id is the vendor order number in decimal.
+      api->cancelOrderById(textToInt(request.clientId.serial), requestId);
+    } else {
+      // No fund account is not an error here: the vendor gets an empty account.
+      const std::string account = getFundAccount();
+      const std::string exchangeCode = exchangeCodeOf(request.codeId.exchange);
+      api->cancelOrderByExchangeId(account.c_str(), request.exchangeOrderId.c_str(),
+                                   exchangeCode.c_str(), request.codeId.code.c_str(), requestId,
+                                   kNoExtra);
+    }
+  } catch (const std::exception& e) {
+    return requestFailed(e);
+  }
+  return successStatus();
+}
+
+ResultStatus TradeSessionXT::query(int requestId, VendorQuery vendorQuery) {
+  const std::string account = getFundAccount();
+  if (account.empty()) return failureStatus(kNoFundAccount, kNoFundAccountText);
+  if (api == nullptr) return notConnected();
+  try {
+    (api->*vendorQuery)(account.c_str(), requestId, kNoExtra);
+  } catch (const std::exception& e) {
+    return requestFailed(e);
+  }
+  return successStatus();
+}
+
+// Without a fund account the funds query answers -3 like its four sisters: a
+// host waits for an answer to every request it made, and nothing would come.
+ResultStatus TradeSessionXT::reqQryTradingAccount(int requestId) {
+  try {
+    return query(requestId, &xti::XtTraderApi::queryAccountDetail);
+  } catch (const std::exception& e) {
+    return requestFailed(e);  // also from the account lookup
+  }
+}
+
+ResultStatus TradeSessionXT::reqQryPosition(int requestId) {
+  return query(requestId, &xti::XtTraderApi::queryPosition);
+}
+
+ResultStatus TradeSessionXT::reqQryPositionDetail(int requestId, const PositionDetailReq&) {
+  return query(requestId, &xti::XtTraderApi::queryPositionDetail);
+}
+
+ResultStatus TradeSessionXT::reqQryOrder(int requestId) {
+  return query(requestId, &xti::XtTraderApi::queryOrderDetail);
+}
+
+ResultStatus TradeSessionXT::reqQryFill(int requestId) {
+  return query(requestId, &xti::XtTraderApi::queryDealDetail);
+}
+
+}  // namespace kestrel

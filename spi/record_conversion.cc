@@ -1,0 +1,270 @@
+#include "spi/record_conversion.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "plugin/common.h"
+#include "plugin/platform.h"
+
+namespace kestrel {
+namespace {
+
+// The fixed marker of made-up client ids.
+constexpr char kFallbackPrefix[] = "123456@xt";
+
+struct CharRule {
+  int32_t vendorChar;
+  int32_t hostValue;
+};
+
+// The code mappings, one table per host field; `otherwise` covers every
+// vendor code a table does not list.
+constexpr CharRule kPriceTypeRules[] = {{'1', 2}};
+constexpr int32_t kPriceTypeOtherwise = 1;
+constexpr CharRule kOffsetRules[] = {{'0', 1}, {'1', 4}, {'3', 5}, {'4', 6}};
+constexpr int32_t kOffsetOtherwise = 0;
+constexpr CharRule kHedgeRules[] = {{'1', 1}, {'2', 2}, {'3', 3}};
+constexpr int32_t kHedgeOtherwise = 0;
+constexpr CharRule kDirectionRules[] = {{'0', 1}};
+constexpr int32_t kDirectionOtherwise = 2;
+
+template <std::size_t N>
+int32_t mapChar(const CharRule (&rules)[N], int32_t otherwise, int32_t vendorChar) {
+  for (const CharRule& rule : rules) {
+    if (rule.vendorChar == vendorChar) return rule.hostValue;
+  }
+  return otherwise;
+}
+
+// White space as the "C" locale defines it, whatever locale the host set.
+bool isCSpace(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+const BaseInformationMap* baseInformation() { return gBaseInformationMap.get(); }
+
+// A byte-sized boolean of a vendor record, read without assuming it holds 0 or 1.
+bool flagSet(const bool& flag) {
+  unsigned char byte = 0;
+  std::memcpy(&byte, &flag, 1);
+  return byte != 0;
+}
+
+std::string gbkFieldText(const char* field, std::size_t size) {
+  return CodeConvert::utf8_to_gbk(std::string(field, strnlen(field, size)));
+}
+
+template <std::size_t N>
+std::string gbkFieldText(const char (&field)[N]) {
+  return gbkFieldText(field, N);
+}
+
+template <std::size_t N>
+int32_t exchangeIdOfField(const char (&field)[N]) {
+  return exchangeIdOf(fieldText(field));
+}
+
+// Members that OrderDetailRecord, OrderRecord, OrderAcceptedRecord and
+// OrderFilledRecord share under the same names.
+template <typename Record>
+void fillOrderCommon(const xti::VendorOrder& order, Record& record) {
+  record.codeId.kind = 1;
+  record.codeId.exchange = exchangeIdOfField(order.m_strExchangeID);
+  record.codeId.code = fieldText(order.m_strInstrumentID);
+  record.exchangeOrderId = fieldText(order.m_strOrderSysID);
+  record.statusMessage = gbkFieldText(order.m_strErrorMsg);
+  record.orderTime = vendorTimeToMillis(order.m_strInsertDate, order.m_strInsertTime);
+  record.volume = order.m_nVolumeTotalOriginal;
+  record.price = order.m_dLimitPrice;
+  record.priceType = hostPriceType(order.m_nPriceType);
+  record.offsetFlag = hostOffsetFlag(order.m_nOffsetFlag);
+  record.hedgeFlag = hostHedgeFlag(order.m_nHedgeFlag);
+  record.direction = hostDirection(order.m_nDirection);
+}
+
+}  // namespace
+
+int32_t hostPriceType(int32_t c) { return mapChar(kPriceTypeRules, kPriceTypeOtherwise, c); }
+int32_t hostOffsetFlag(int32_t c) { return mapChar(kOffsetRules, kOffsetOtherwise, c); }
+int32_t hostHedgeFlag(int32_t c) { return mapChar(kHedgeRules, kHedgeOtherwise, c); }
+int32_t hostDirection(int32_t c) { return mapChar(kDirectionRules, kDirectionOtherwise, c); }
+
+int32_t exchangeIdOf(const std::string& exchangeCode) {
+  const BaseInformationMap* info = baseInformation();
+  if (info == nullptr) return -1;
+  auto found = info->exchangeNumbers.find(exchangeCode);
+  return found == info->exchangeNumbers.end() ? -1 : found->second.exchangeNumber;
+}
+
+std::string exchangeCodeOf(int32_t exchangeNumber) {
+  const BaseInformationMap* info = baseInformation();
+  if (info == nullptr) return std::string();
+  auto found = info->exchangeCodes.find(exchangeNumber);
+  return found == info->exchangeCodes.end() ? std::string() : found->second.exchangeCode;
+}
+
+int32_t textToInt(const std::string& text) {
+  const char* p = text.c_str();
+  const char* end = p + text.size();
+  while (p != end && isCSpace(*p)) ++p;
+  bool negative = false;
+  if (p != end && (*p == '+' || *p == '-')) {
+    negative = *p == '-';
+    ++p;
+  }
+  // Accumulate the magnitude; anything past 2^31 no longer fits either sign.
+  constexpr int64_t kLimit = int64_t{1} << 31;
+  int64_t magnitude = 0;
+  bool anyDigit = false;
+  bool tooLarge = false;
+  for (; p != end && *p >= '0' && *p <= '9'; ++p) {
+    anyDigit = true;
+    if (!tooLarge) {
+      magnitude = magnitude * 10 + (*p - '0');
+      tooLarge = magnitude > kLimit;
+    }
+  }
+  if (!anyDigit || tooLarge) return -1;
+  if (negative) return static_cast<int32_t>(-magnitude);
+  if (magnitude == kLimit) return -1;
+  return static_cast<int32_t>(magnitude);
+}
+
+int32_t textToIntClamped(const char* text) {
+  if (text == nullptr) return 0;
+  long long value = std::strtoll(text, nullptr, 10);
+  if (value > std::numeric_limits<int32_t>::max()) return std::numeric_limits<int32_t>::max();
+  if (value < std::numeric_limits<int32_t>::min()) return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(value);
+}
+
+std::string timestampText() {
+  const int64_t millis = Timestamp::now(KSTimeZoneUTC).toUTCMilisecsinceEponch();
+  // Times 1000 in unsigned arithmetic: wraps instead of overflowing.
+  const int64_t value = static_cast<int64_t>(static_cast<uint64_t>(millis) * 1000u);
+  return std::to_string(value);
+}
+
+void fallbackClientId(int32_t vendorOrderId, ClientId& id) {
+  if (vendorOrderId < 1) {
+    id.prefix = timestampText();
+    id.serial.clear();
+  } else {
+    id.prefix = kFallbackPrefix;
+    id.serial = std::to_string(vendorOrderId);
+  }
+}
+
+void fillAccountHeader(const SessionConfig& config, AccountHeader& header) {
+  header.accountCode = config.configCode;
+  header.configText = config.configText;
+  header.userName = config.userName;
+  header.codeA = 0;
+  header.codeB = 1;
+}
+
+std::string wrappedErrorText(const char* utf8Message) {
+  if (utf8Message == nullptr) return CodeConvert::utf8_to_gbk(std::string());
+  std::string text;
+  const std::size_t length = std::strlen(utf8Message);
+  text.reserve(length + 6);
+  text.append("[msg=").append(utf8Message, length).append("]");
+  return CodeConvert::utf8_to_gbk(text);
+}
+
+std::string bareErrorText(const char* utf8Message) {
+  return CodeConvert::utf8_to_gbk(utf8Message == nullptr ? std::string() : std::string(utf8Message));
+}
+
+void toOrderDetailRecord(const xti::VendorOrder& order, OrderDetailRecord& record) {
+  fillOrderCommon(order, record);
+  record.firstAmount = order.m_dTradeAmount;
+  record.secondAmount = order.m_dAveragePrice;
+}
+
+void toRejectedOrderRecord(const xti::VendorOrder& order, OrderRecord& record) {
+  fillOrderCommon(order, record);
+  record.exchangeOrderId.clear();  // a rejected order never carries the exchange's id
+}
+
+void toCanceledOrderRecord(const xti::VendorOrder& order, OrderRecord& record) {
+  fillOrderCommon(order, record);
+}
+
+void toAcceptedOrderRecord(const xti::VendorOrder& order, OrderAcceptedRecord& record) {
+  fillOrderCommon(order, record);
+  record.firstAmount = order.m_dTradeAmount;
+  record.secondAmount = order.m_dAveragePrice;
+}
+
+void toFilledOrderRecord(const xti::VendorOrder& order, OrderFilledRecord& record) {
+  fillOrderCommon(order, record);
+}
+
+void toFillRecord(const xti::VendorDeal& deal, FillRecord& record) {
+  record.codeId.kind = 1;
+  record.codeId.exchange = exchangeIdOfField(deal.m_strExchangeID);
+  record.codeId.code = fieldText(deal.m_strInstrumentID);
+  record.fillReference = fieldText(deal.m_strTradeID);
+  record.fillReference2 = fieldText(deal.m_strOrderSysID);
+  record.fillTime = vendorTimeToMillis(deal.m_strTradeDate, deal.m_strTradeTime);
+  record.volume = deal.m_nVolume;
+  record.price = deal.m_dPrice;
+  record.priceType = hostPriceType(deal.m_nPriceType);
+  record.offsetFlag = hostOffsetFlag(deal.m_nOffsetFlag);
+  record.hedgeFlag = hostHedgeFlag(deal.m_nHedgeFlag);
+  record.direction = hostDirection(deal.m_nDirection);
+}
+
+void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record) {
+  record.tradingDay = textToInt(fieldText(detail.m_strTradingDay));
+  record.amount1 = detail.m_dCurrMargin;
+  record.amount3 = detail.m_dPreBalance;
+  record.amount4 = detail.m_dBalance;
+  record.amount5 = detail.m_dPositionProfit;
+  record.amount7 = detail.m_dDeposit;
+  record.amount8 = detail.m_dWithdraw;
+  record.amount10 = detail.m_dFrozenMargin;
+  record.amount11 = detail.m_dAvailable;
+  record.amount12 = detail.m_dCloseProfit;
+  record.amount13 = detail.m_dFrozenCash;
+  record.amount15 = detail.m_dCommission;
+}
+
+void toPositionRecord(const xti::VendorPosition& position, PositionRecord& record) {
+  record.codeId.kind = 1;
+  record.codeId.exchange = exchangeIdOfField(position.m_strExchangeID);
+  record.codeId.code = fieldText(position.m_strInstrumentID);
+  const bool set = flagSet(position.m_bIsToday);
+  (set ? record.volumeWhenSet : record.volumeWhenClear) = position.m_nPosition;
+  record.twoValueCode = hostDirection(position.m_nDirection);
+  record.side = set ? 1 : 2;
+}
+
+void toPositionDetailRecord(const xti::VendorPositionDetail& detail, const SessionConfig& config,
+                            PositionDetailRecord& record) {
+  AccountHeader header;
+  fillAccountHeader(config, header);
+  record.accountCode = header.accountCode;
+  record.configText = std::move(header.configText);
+  record.userName = std::move(header.userName);
+  record.codeA = header.codeA;
+  record.codeB = header.codeB;
+  // kind keeps its default: this record never sets it.
+  record.codeId.exchange = exchangeIdOfField(detail.m_strExchangeID);
+  record.codeId.code = fieldText(detail.m_strInstrumentID);
+  record.detailNumber1 = textToIntClamped(fieldText(detail.m_strTradingDay).c_str());
+  record.detailNumber2 = textToIntClamped(fieldText(detail.m_strOpenDate).c_str());
+  record.detailReference = fieldText(detail.m_strTradeID);
+  record.twoValueCode = hostDirection(detail.m_nDirection);
+  record.side = flagSet(detail.m_bIsToday) ? 1 : 2;
+  // The vendor's 32-bit sum, wrapping as 32-bit arithmetic does, then widened.
+  const uint32_t sum =
+      static_cast<uint32_t>(detail.m_nFrozenVolume) + static_cast<uint32_t>(detail.m_nVolume);
+  record.volume = static_cast<int32_t>(sum);
+  record.firstAmount = detail.m_dOpenPrice;
+  record.secondAmount = detail.m_dOpenCost;
+}
+
+}  // namespace kestrel
