@@ -14,6 +14,7 @@ HostEvent makeEvent(const char* name, const ResultStatus& status, int requestId 
   event.requestId = requestId;
   event.isLast = isLast;
   event.thread = std::this_thread::get_id();
+  event.at = std::chrono::steady_clock::now();
   return event;
 }
 

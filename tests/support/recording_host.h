@@ -25,6 +25,7 @@ struct HostEvent {
   bool isLast = false;
   bool hasRecord = false;  // record-carrying operations: false for a null record
   std::thread::id thread;
+  std::chrono::steady_clock::time_point at;
   std::optional<LoginReply> login;
   std::optional<OrderRecord> order;  // onOrderRejected, onOrderCanceled
   std::optional<OrderAcceptedRecord> accepted;

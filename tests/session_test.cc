@@ -1,0 +1,358 @@
+// The session's life: settings, connect, login and logout, release, and the
+// connection-level events the receiver passes to the host.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "tests/support/session_fixture.h"
+
+// Records which blocks of the tested sizes were freed, to prove that release()
+// gives the session's storage back.
+namespace {
+std::mutex gFreedMutex;
+std::set<const void*>* gFreed = nullptr;
+
+void recordAndFree(void* p) noexcept {
+  if (p != nullptr) {
+    std::lock_guard<std::mutex> lock(gFreedMutex);
+    if (gFreed != nullptr) gFreed->insert(p);
+  }
+  std::free(p);
+}
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { recordAndFree(p); }
+void operator delete(void* p, std::size_t) noexcept { recordAndFree(p); }
+
+namespace kestrel {
+namespace testing {
+namespace {
+
+using std::chrono::milliseconds;
+
+struct FreedBlocks {
+  FreedBlocks() {
+    std::lock_guard<std::mutex> lock(gFreedMutex);
+    gFreed = &blocks;
+  }
+  ~FreedBlocks() {
+    std::lock_guard<std::mutex> lock(gFreedMutex);
+    gFreed = nullptr;
+  }
+  bool contains(const void* p) {
+    std::lock_guard<std::mutex> lock(gFreedMutex);
+    return blocks.count(p) != 0;
+  }
+  std::set<const void*> blocks;
+};
+
+TEST(SessionConfigTest, DefaultsAreTheHostsDefaults) {
+  const SessionConfig config{};
+  EXPECT_EQ(config.configCode, -1);
+  EXPECT_EQ(config.sessionKind, 0);
+  EXPECT_EQ(config.marketKind, 0);
+  EXPECT_EQ(config.timeoutSeconds, 0);
+  EXPECT_EQ(config.optionFlags, 0);
+  EXPECT_EQ(config.proxy.port, 0);
+  EXPECT_TRUE(config.userName.empty() && config.password.empty() && config.configText.empty());
+  EXPECT_TRUE(config.server.serverAddresses.empty() && config.server.tags.empty());
+  EXPECT_EQ(config.server.serverFlags, 0);
+}
+
+using SessionTest = SessionFixture;
+
+TEST_F(SessionTest, SettingsReachBothCopiesAndAreReplacedWhole) {
+  SessionConfig second = configWithAddress("10.0.0.2:1");
+  second.userName = "other";
+  second.configCode = 3;
+  ASSERT_EQ(session->setConfig(second).code, 0);
+  EXPECT_EQ(receiver().config.userName, "other");
+  EXPECT_EQ(receiver().config.configCode, 3);
+  EXPECT_EQ(receiver().config.server.serverAddresses.at(0).address, "10.0.0.2:1");
+  EXPECT_EQ(receiver().hostSpi, &host);
+  EXPECT_EQ(session->registerSpi(nullptr).code, 0);
+  EXPECT_EQ(receiver().hostSpi, nullptr);
+  EXPECT_EQ(session->getTypeCode(), 836);
+}
+
+TEST_F(SessionTest, AddressLosesItsLeadingRunOfTcpCharacters) {
+  struct Case {
+    const char* configured;
+    const char* sent;
+  } cases[] = {
+      {"tcp://192.168.1.10:5800", "192.168.1.10:5800"},
+      {"10.0.0.1:7001", "10.0.0.1:7001"},
+      {"tcp://", ""},
+      {"tcp://ctp.broker.cn:80", ".broker.cn:80"},  // the host part's own t, c, p go too
+      {"pct:/x:1", "x:1"},
+      {"TCP://h:1", "TCP://h:1"},  // case-sensitive
+  };
+  vendor.setRefuseCreate(true);  // only the factory's argument matters here
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.configured);
+    SessionConfig config = configWithAddress(c.configured);
+    config.server.serverAddresses.push_back(AddressEntry{"9.9.9.9:9", "second"});
+    ASSERT_EQ(session->setConfig(config).code, 0);
+    const ResultStatus status = session->connect();
+    EXPECT_EQ(status.code, -8);
+    EXPECT_EQ(status.message, "create XtTraderApi fail");
+    const auto creates = vendor.callsOf("createXtTraderApi");
+    ASSERT_FALSE(creates.empty());
+    EXPECT_EQ(creates.back().texts.at(0), c.sent);
+  }
+  EXPECT_EQ(vendor.count("createXtTraderApi"), 6u) << "a failed connect leaves the session ready to retry";
+  EXPECT_EQ(vendor.count("setCallback"), 0u);
+}
+
+TEST_F(SessionTest, ConnectWithoutAddressSendsNothing) {
+  SessionConfig config = configWithAddress("x");
+  config.server.serverAddresses.clear();
+  ASSERT_EQ(session->setConfig(config).code, 0);
+  const ResultStatus status = session->connect();
+  EXPECT_EQ(status.code, -2);
+  EXPECT_EQ(status.message, CodeConvert::utf8_to_gbk("无效地址"));
+  EXPECT_TRUE(vendor.calls().empty());
+}
+
+TEST_F(SessionTest, ConnectRegistersTheReceiverAndPassesTheConfigPath) {
+  connect();
+  const auto calls = vendor.calls();
+  ASSERT_EQ(calls.size(), 3u);
+  EXPECT_EQ(calls[0].op, "createXtTraderApi");
+  EXPECT_EQ(calls[0].texts.at(0), "127.0.0.1:5800");
+  EXPECT_EQ(calls[1].op, "setCallback");
+  EXPECT_EQ(calls[2].op, "init");
+  const std::string expected =
+      CodeConvert::unicode_to_gbk(FileSystem::GetServerExeDirectoryW()) + "\\config\\xt_config";
+  EXPECT_EQ(calls[2].texts.at(0), expected);
+  // A second connect makes no vendor call.
+  EXPECT_EQ(session->connect().code, 0);
+  EXPECT_EQ(vendor.calls().size(), 3u);
+}
+
+TEST_F(SessionTest, LoginAndLogoutNumberTheirRequestsFromOne) {
+  connect();
+  ASSERT_EQ(session->login().code, 0);
+  ASSERT_EQ(session->logout().code, 0);
+  SessionConfig changed = configWithAddress("127.0.0.1:5800");
+  changed.userName = "";
+  changed.password = "new";
+  ASSERT_EQ(session->setConfig(changed).code, 0);
+  ASSERT_EQ(session->login().code, 0);
+
+  const auto logins = vendor.callsOf("userLogin");
+  const auto logouts = vendor.callsOf("userLogout");
+  ASSERT_EQ(logins.size(), 2u);
+  ASSERT_EQ(logouts.size(), 1u);
+  EXPECT_EQ(logins[0].numbers.at(0), 1);
+  EXPECT_EQ(logouts[0].numbers.at(0), 2);
+  EXPECT_EQ(logins[1].numbers.at(0), 3);
+  EXPECT_EQ(logins[0].texts, (std::vector<std::string>{"trader1", "secret", "<null>", "<null>", "<null>"}));
+  EXPECT_EQ(logouts[0].texts, (std::vector<std::string>{"trader1", "secret"}));
+  EXPECT_EQ(logins[1].texts.at(0), "");  // empty texts are sent empty
+  EXPECT_EQ(logins[1].texts.at(1), "new");
+}
+
+TEST_F(SessionTest, RequestNumbersStayUniqueAcrossThreadsAndSessions) {
+  connect();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([this, t] {
+      for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(((i + t) % 2 == 0 ? session->login() : session->logout()).code, 0);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  std::set<int64_t> numbers;
+  for (const auto& call : vendor.calls()) {
+    if (call.op == "userLogin" || call.op == "userLogout") numbers.insert(call.numbers.at(0));
+  }
+  EXPECT_EQ(numbers.size(), 400u);
+  EXPECT_EQ(*numbers.begin(), 1);
+  EXPECT_EQ(*numbers.rbegin(), 400);
+
+  TradeSessionXT* other = static_cast<TradeSessionXT*>(CreateTradeSession());
+  ASSERT_EQ(other->setConfig(configWithAddress("127.0.0.1:1")).code, 0);
+  ASSERT_EQ(other->connect().code, 0);
+  ASSERT_EQ(other->login().code, 0);
+  EXPECT_EQ(vendor.callsOf("userLogin").back().numbers.at(0), 1);
+  delete other;
+}
+
+TEST_F(SessionTest, LoginAndLogoutBeforeConnectAnswerNotConnected) {
+  for (const ResultStatus& status : {session->login(), session->logout()}) {
+    EXPECT_EQ(status.code, -6);
+    EXPECT_EQ(status.message, CodeConvert::utf8_to_gbk("未连接"));
+  }
+  EXPECT_TRUE(vendor.calls().empty());
+  // No number was drawn: the first login after connecting still carries 1.
+  connect();
+  ASSERT_EQ(session->login().code, 0);
+  EXPECT_EQ(vendor.callsOf("userLogin").at(0).numbers.at(0), 1);
+}
+
+TEST_F(SessionTest, ConnectionEventsReachTheHost) {
+  connect();
+  vendor.deliver([](xti::XtTraderApiCallback& cb) { cb.onConnected(true, "ignored"); });
+  vendor.deliver([](xti::XtTraderApiCallback& cb) { cb.onConnected(false, nullptr); });
+  vendor.deliver([](xti::XtTraderApiCallback& cb) { cb.onConnected(false, "网络中断"); });
+  const auto events = host.events();
+  ASSERT_EQ(events.size(), 3u);
+  EXPECT_EQ(events[0].name, "onConnected");
+  EXPECT_EQ(events[0].status.code, 0);
+  EXPECT_EQ(events[0].status.message, "");
+  EXPECT_EQ(events[1].name, "onDisconnected");
+  EXPECT_EQ(events[1].status.code, -7);
+  EXPECT_EQ(events[1].status.message, "");
+  EXPECT_EQ(events[2].status.code, -7);
+  EXPECT_EQ(events[2].status.message, CodeConvert::utf8_to_gbk("[msg=网络中断]"));
+  EXPECT_EQ(events[2].thread, vendor.vendorThreadId());
+}
+
+TEST_F(SessionTest, LoginOutcomesFillTheReply) {
+  connect();
+  vendor.deliver([](xti::XtTraderApiCallback& cb) {
+    cb.onUserLogin("u", "p", 1, xti::XtError());
+    cb.onUserLogin("u", "p", 2, xti::XtError(1001, "密码错误"));
+    cb.onUserLogin("u", "p", 3, xti::XtError(1002, nullptr));
+  });
+  const auto logins = host.eventsNamed("onLogin");
+  ASSERT_EQ(logins.size(), 3u);
+
+  const LoginReply& ok = *logins[0].login;
+  EXPECT_EQ(logins[0].status.code, 0);
+  EXPECT_EQ(logins[0].status.message, "");
+  EXPECT_EQ(ok.loginState, 1);
+  EXPECT_EQ(ok.loginKind, 2);
+  EXPECT_EQ(ok.tradingDay, TradeTime("pfcode.SHFE").GetTradingDay(nullptr, TrdDayForward));
+  ASSERT_GE(ok.loginStamp.size(), 16u);
+  EXPECT_TRUE(std::all_of(ok.loginStamp.begin(), ok.loginStamp.end(),
+                          [](char c) { return c >= '0' && c <= '9'; }));
+  EXPECT_EQ(ok.loginStamp.substr(ok.loginStamp.size() - 3), "000");
+  const long long stampMillis = std::stoll(ok.loginStamp) / 1000;
+  const long long now = Timestamp::now(KSTimeZoneUTC).toUTCMilisecsinceEponch();
+  EXPECT_LE(now - stampMillis, 60000);
+  EXPECT_TRUE(ok.entries.empty());
+
+  for (int i : {1, 2}) {
+    SCOPED_TRACE(i);
+    const LoginReply& failed = *logins[i].login;
+    EXPECT_EQ(logins[i].status.code, -11);
+    EXPECT_EQ(failed.loginStamp, "");
+    EXPECT_EQ(failed.loginState, -1);
+    EXPECT_EQ(failed.tradingDay, 0);
+    EXPECT_EQ(failed.loginKind, 0);
+  }
+  EXPECT_EQ(logins[1].status.message, CodeConvert::utf8_to_gbk("[msg=密码错误]"));
+  EXPECT_EQ(logins[2].status.message, "");
+}
+
+TEST_F(SessionTest, LogoutOutcomes) {
+  connect();
+  vendor.deliver([](xti::XtTraderApiCallback& cb) {
+    cb.onUserLogout("u", "p", 1, xti::XtError());
+    cb.onUserLogout("u", "p", 2, xti::XtError(7, "未登录"));
+  });
+  const auto logouts = host.eventsNamed("onLogout");
+  ASSERT_EQ(logouts.size(), 2u);
+  EXPECT_EQ(logouts[0].status.code, 0);
+  EXPECT_EQ(logouts[0].status.message, "");
+  EXPECT_EQ(logouts[1].status.code, -12);
+  EXPECT_EQ(logouts[1].status.message, CodeConvert::utf8_to_gbk("[msg=未登录]"));
+}
+
+TEST_F(SessionTest, ReleaseOfANeverConnectedSessionOnlyTellsTheHost) {
+  FreedBlocks freed;
+  const void* storage = session;
+  const ResultStatus status = release();
+  EXPECT_EQ(status.code, 0);
+  EXPECT_EQ(status.message, "");
+  EXPECT_TRUE(vendor.calls().empty());
+  const auto events = host.events();
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0].name, "onDisconnected");
+  EXPECT_EQ(events[0].status.code, 0);
+  EXPECT_NE(events[0].thread, std::this_thread::get_id());
+  EXPECT_TRUE(freed.contains(storage));
+}
+
+TEST_F(SessionTest, ReleaseStopsTheVendorInOrderThenTellsTheHost) {
+  connect();
+  FreedBlocks freed;
+  const void* storage = session;
+  const auto before = std::chrono::steady_clock::now();
+  ASSERT_EQ(release().code, 0);
+  const auto after = std::chrono::steady_clock::now();
+
+  const auto joinAll = vendor.callsOf("joinAll");
+  const auto shutdown = vendor.callsOf("shutdown");
+  const auto destroy = vendor.callsOf("destroy");
+  ASSERT_EQ(joinAll.size(), 1u);
+  ASSERT_EQ(shutdown.size(), 1u);
+  ASSERT_EQ(destroy.size(), 1u);
+  EXPECT_NE(joinAll[0].thread, std::this_thread::get_id()) << "joinAll runs on the worker";
+  EXPECT_EQ(shutdown[0].thread, std::this_thread::get_id());
+  EXPECT_GE(shutdown[0].at - joinAll[0].at, milliseconds(100));
+  EXPECT_LT(joinAll[0].sequence, shutdown[0].sequence);
+  EXPECT_LT(shutdown[0].sequence, destroy[0].sequence);
+
+  const auto disconnected = host.eventsNamed("onDisconnected");
+  ASSERT_EQ(disconnected.size(), 1u);
+  EXPECT_EQ(disconnected[0].status.code, 0);
+  EXPECT_GE(disconnected[0].at, destroy[0].at);
+  EXPECT_NE(disconnected[0].thread, std::this_thread::get_id());
+  EXPECT_TRUE(freed.contains(storage));
+  EXPECT_EQ(vendor.liveApis(), 0);
+  EXPECT_LT(after - before, milliseconds(1000));
+  EXPECT_FALSE(vendor.hasCallback());
+}
+
+TEST_F(SessionTest, ReleaseWithoutHostCallbackStillStopsEverything) {
+  connect();
+  ASSERT_EQ(session->registerSpi(nullptr).code, 0);
+  ASSERT_EQ(release().code, 0);
+  EXPECT_EQ(vendor.count("shutdown"), 1u);
+  EXPECT_EQ(vendor.liveApis(), 0);
+  EXPECT_EQ(host.total(), 0u);
+}
+
+TEST_F(SessionTest, DeletingAConnectedSessionStopsTheVendorFirst) {
+  connect();
+  vendor.post([](xti::XtTraderApiCallback& cb) { cb.onConnected(true, ""); });
+  delete session;
+  session = nullptr;
+  EXPECT_EQ(vendor.count("shutdown"), 1u);
+  EXPECT_EQ(vendor.liveApis(), 0);
+  // Events the vendor still had queued are dropped, never delivered to the
+  // destroyed receiver.
+  vendor.deliver([](xti::XtTraderApiCallback& cb) { cb.onConnected(false, "late"); });
+  EXPECT_EQ(host.count("onDisconnected"), 0u);
+}
+
+TEST_F(SessionTest, ReleaseLetsAThrowingHostHandlerEscape) {
+  connect();
+  struct ThrowingHost : RecordingHost {
+    void onDisconnected(const ResultStatus&) override { throw std::runtime_error("host failed"); }
+  } throwing;
+  ASSERT_EQ(session->registerSpi(&throwing).code, 0);
+  TradeSessionXT* s = session;
+  EXPECT_THROW((void)s->release(), std::runtime_error);
+  // The vendor is gone; the session still exists and is deleted by the fixture.
+  EXPECT_EQ(vendor.liveApis(), 0);
+  EXPECT_EQ(s->connect().code, 0) << "the session is usable again";
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace kestrel
