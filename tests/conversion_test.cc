@@ -1,0 +1,437 @@
+// Record conversion: code mappings, exchange lookup, times, numbers, and every
+// vendor record turned into its host record.
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "plugin/common.h"
+#include "spi/record_conversion.h"
+
+namespace kestrel {
+namespace {
+
+// UTC milliseconds of a UTC wall-clock time, by the C library's calendar.
+int64_t utcMillis(int year, int month, int day, int hour, int minute, int second) {
+  std::tm tm{};
+  tm.tm_year = year - 1900;
+  tm.tm_mon = month - 1;
+  tm.tm_mday = day;
+  tm.tm_hour = hour;
+  tm.tm_min = minute;
+  tm.tm_sec = second;
+#if defined(_WIN32)
+  return static_cast<int64_t>(_mkgmtime(&tm)) * 1000;
+#else
+  return static_cast<int64_t>(timegm(&tm)) * 1000;
+#endif
+}
+
+template <std::size_t N>
+void setText(char (&field)[N], const char* text) {
+  std::memset(field, 0, N);
+  std::strncpy(field, text, N - 1);
+}
+
+class ConversionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (gBaseInformationMap->exchangeNumbers.empty()) addChinaExchanges(*gBaseInformationMap);
+    config.configCode = 42;
+    config.configText = "desk";
+    config.userName = "trader1";
+  }
+  SessionConfig config;
+};
+
+TEST_F(ConversionTest, CodeMappingsFollowTheTable) {
+  struct Row {
+    int32_t vendor;
+    int32_t priceType, offsetFlag, hedgeFlag, direction;
+  } rows[] = {
+      {'0', 1, 1, 0, 1}, {'1', 2, 4, 1, 2}, {'2', 1, 0, 2, 2}, {'3', 1, 5, 3, 2},
+      {'4', 1, 6, 0, 2}, {'5', 1, 0, 0, 2}, {0, 1, 0, 0, 2},   {-1, 1, 0, 0, 2},
+      {49 + 256, 1, 0, 0, 2},  // not a character: the "any other" row
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.vendor);
+    EXPECT_EQ(hostPriceType(row.vendor), row.priceType);
+    EXPECT_EQ(hostOffsetFlag(row.vendor), row.offsetFlag);
+    EXPECT_EQ(hostHedgeFlag(row.vendor), row.hedgeFlag);
+    EXPECT_EQ(hostDirection(row.vendor), row.direction);
+  }
+}
+
+TEST_F(ConversionTest, ExchangeCodesAndNumbers) {
+  EXPECT_EQ(exchangeIdOf("SHFE"), 3);
+  EXPECT_EQ(exchangeIdOf("CFFEX"), 6);
+  EXPECT_EQ(exchangeIdOf("shfe"), -1);
+  EXPECT_EQ(exchangeIdOf(""), -1);
+  EXPECT_EQ(exchangeIdOf("SHFEX"), -1);
+  EXPECT_EQ(exchangeCodeOf(4), "DCE");
+  EXPECT_EQ(exchangeCodeOf(99), "");
+}
+
+TEST_F(ConversionTest, VendorTimesAreUtcPlusEight) {
+  struct Case {
+    const char* date;
+    const char* time;
+    int64_t expected;
+  } cases[] = {
+      {"20240105", "09:30:15", utcMillis(2024, 1, 5, 1, 30, 15)},
+      {"20240105", "00:00:00", utcMillis(2024, 1, 4, 16, 0, 0)},    // midnight: previous UTC day
+      {"20240101", "07:59:59", utcMillis(2023, 12, 31, 23, 59, 59)},  // across the year
+      {"20240229", "12:00:00", utcMillis(2024, 2, 29, 4, 0, 0)},    // leap day
+      {"20240105", "09:30:15.5", utcMillis(2024, 1, 5, 1, 30, 15)},  // cut after 8 bytes
+      {"2024010599", "09:30:15", utcMillis(2024, 1, 5, 1, 30, 15)},  // date: 8 bytes only
+      {"19700101", "08:00:00", 0},
+      {"19691231", "23:59:59", utcMillis(1969, 12, 31, 15, 59, 59)},
+      {"20230229", "12:00:00", 0},  // no such day
+      {"20241305", "09:30:15", 0},  // month 13
+      {"14000101", "10:00:00", utcMillis(1400, 1, 1, 2, 0, 0)},
+      {"13991231", "10:00:00", 0},  // before year 1400
+      {"20240105", "", 0},
+      {"", "09:30:15", 0},
+      {"2024", "09:30:15", 0},
+      {"abcdefgh", "09:30:15", 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.date) + " " + c.time);
+    EXPECT_EQ(vendorTimeToMillis(c.date, c.time), c.expected);
+    EXPECT_EQ(vendorTimeToMillisBoost(c.date, c.time), c.expected);
+  }
+  EXPECT_EQ(vendorTimeToMillis(nullptr, "09:30:15"), 0);
+}
+
+TEST_F(ConversionTest, TextToIntReadsLikeStol) {
+  struct Case {
+    const char* text;
+    int32_t expected;
+  } cases[] = {
+      {"42", 42},
+      {" 42abc", 42},
+      {"\t\n\v\f\r 7", 7},
+      {"+5", 5},
+      {"-12", -12},
+      {"007", 7},
+      {"2147483647", 2147483647},
+      {"-2147483648", std::numeric_limits<int32_t>::min()},
+      {"2147483648", -1},
+      {"99999999999", -1},
+      {"-99999999999999999999999", -1},
+      {"", -1},
+      {"abc", -1},
+      {"-", -1},
+      {"- 5", -1},
+      {"0x1A", 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(textToInt(c.text), c.expected);
+  }
+  EXPECT_EQ(textToInt(std::string("12\0" "34", 5)), 12);
+}
+
+TEST_F(ConversionTest, ClampedAtoi) {
+  EXPECT_EQ(textToIntClamped("20240105"), 20240105);
+  EXPECT_EQ(textToIntClamped("  -3x"), -3);
+  EXPECT_EQ(textToIntClamped("x3"), 0);
+  EXPECT_EQ(textToIntClamped("99999999999999"), std::numeric_limits<int32_t>::max());
+  EXPECT_EQ(textToIntClamped("-99999999999999"), std::numeric_limits<int32_t>::min());
+  EXPECT_EQ(textToIntClamped(nullptr), 0);
+}
+
+TEST_F(ConversionTest, FallbackClientIds) {
+  ClientId id{"stale", "stale"};
+  fallbackClientId(42, id);
+  EXPECT_EQ(id.prefix, "123456@xt");
+  EXPECT_EQ(id.serial, "42");
+  for (int32_t small : {0, -5, std::numeric_limits<int32_t>::min()}) {
+    SCOPED_TRACE(small);
+    fallbackClientId(small, id);
+    EXPECT_TRUE(id.serial.empty());
+    ASSERT_GE(id.prefix.size(), 16u);
+    EXPECT_EQ(id.prefix.find_first_not_of("0123456789"), std::string::npos);
+    EXPECT_EQ(id.prefix.substr(id.prefix.size() - 3), "000");
+  }
+}
+
+TEST_F(ConversionTest, AccountHeaderComesFromTheSettings) {
+  AccountHeader header;
+  EXPECT_EQ(header.codeA, 11);
+  fillAccountHeader(config, header);
+  EXPECT_EQ(header.accountCode, 42);
+  EXPECT_EQ(header.configText, "desk");
+  EXPECT_EQ(header.userName, "trader1");
+  EXPECT_EQ(header.codeA, 0);
+  EXPECT_EQ(header.codeB, 1);
+}
+
+TEST_F(ConversionTest, ErrorTextsAreWrappedAndConverted) {
+  EXPECT_EQ(wrappedErrorText("资金不足"), CodeConvert::utf8_to_gbk("[msg=资金不足]"));
+  EXPECT_EQ(wrappedErrorText(""), "[msg=]");
+  EXPECT_EQ(wrappedErrorText(nullptr), "");
+  EXPECT_EQ(bareErrorText("资金不足"), CodeConvert::utf8_to_gbk("资金不足"));
+  EXPECT_EQ(bareErrorText(nullptr), "");
+}
+
+xti::VendorOrder sampleOrder() {
+  xti::VendorOrder order{};
+  setText(order.m_strExchangeID, "SHFE");
+  setText(order.m_strInstrumentID, "rb2410");
+  order.m_dLimitPrice = 3650.5;
+  setText(order.m_strOrderSysID, "000000012345");
+  order.m_nVolumeTotalOriginal = -7;  // sign-extended into 64 bits
+  order.m_dAveragePrice = 3650.0;
+  order.m_dTradeAmount = 36500.0;
+  setText(order.m_strErrorMsg, "全部成交");
+  setText(order.m_strInsertDate, "20240105");
+  setText(order.m_strInsertTime, "21:05:00");
+  order.m_nOrderID = 77;
+  order.m_nPriceType = '1';
+  order.m_nDirection = '1';
+  order.m_nOffsetFlag = '3';
+  order.m_nHedgeFlag = '2';
+  return order;
+}
+
+template <typename Record>
+void expectOrderCommon(const Record& record) {
+  EXPECT_EQ(record.codeId.kind, 1);
+  EXPECT_EQ(record.codeId.exchange, 3);
+  EXPECT_EQ(record.codeId.code, "rb2410");
+  EXPECT_EQ(record.codeId.tag, 0);
+  EXPECT_EQ(record.statusMessage, CodeConvert::utf8_to_gbk("全部成交"));
+  EXPECT_EQ(record.volume, -7);
+  EXPECT_EQ(record.price, 3650.5);
+  EXPECT_EQ(record.priceType, 2);
+  EXPECT_EQ(record.direction, 2);
+  EXPECT_EQ(record.offsetFlag, 5);
+  EXPECT_EQ(record.hedgeFlag, 2);
+  EXPECT_EQ(record.orderTime, utcMillis(2024, 1, 5, 13, 5, 0));
+  EXPECT_TRUE(record.clientId.prefix.empty() && record.clientId.serial.empty());
+  EXPECT_TRUE(record.spareText1.empty() && record.spareText2.empty());
+}
+
+TEST_F(ConversionTest, OrderRecordsCarryTheVendorOrder) {
+  const xti::VendorOrder order = sampleOrder();
+
+  OrderDetailRecord detail;
+  toOrderDetailRecord(order, detail);
+  expectOrderCommon(detail);
+  EXPECT_EQ(detail.exchangeOrderId, "000000012345");
+  EXPECT_EQ(detail.firstAmount, 36500.0);
+  EXPECT_EQ(detail.secondAmount, 3650.0);
+  EXPECT_EQ(detail.spare1, 0);
+
+  OrderRecord rejected;
+  toRejectedOrderRecord(order, rejected);
+  expectOrderCommon(rejected);
+  EXPECT_EQ(rejected.exchangeOrderId, "") << "a rejected order never carries the exchange's id";
+
+  OrderRecord canceled;
+  toCanceledOrderRecord(order, canceled);
+  expectOrderCommon(canceled);
+  EXPECT_EQ(canceled.exchangeOrderId, "000000012345");
+
+  OrderAcceptedRecord accepted;
+  toAcceptedOrderRecord(order, accepted);
+  expectOrderCommon(accepted);
+  EXPECT_EQ(accepted.exchangeOrderId, "000000012345");
+  EXPECT_EQ(accepted.firstAmount, 36500.0);
+  EXPECT_EQ(accepted.secondAmount, 3650.0);
+
+  OrderFilledRecord filled;
+  toFilledOrderRecord(order, filled);
+  expectOrderCommon(filled);
+  EXPECT_EQ(filled.exchangeOrderId, "000000012345");
+  EXPECT_TRUE(filled.spareText3.empty());
+}
+
+TEST_F(ConversionTest, CodesOtherThanTheTablesTakeTheOtherRow) {
+  xti::VendorOrder order = sampleOrder();
+  order.m_nPriceType = '0';
+  order.m_nDirection = '0';
+  order.m_nOffsetFlag = '2';
+  order.m_nHedgeFlag = '4';
+  setText(order.m_strExchangeID, "NYMEX");
+  setText(order.m_strInsertTime, "");
+  OrderRecord record;
+  toCanceledOrderRecord(order, record);
+  EXPECT_EQ(record.priceType, 1);
+  EXPECT_EQ(record.direction, 1);
+  EXPECT_EQ(record.offsetFlag, 0);
+  EXPECT_EQ(record.hedgeFlag, 0);
+  EXPECT_EQ(record.codeId.exchange, -1);
+  EXPECT_EQ(record.codeId.kind, 1);
+  EXPECT_EQ(record.orderTime, 0);
+}
+
+TEST_F(ConversionTest, TextsWithoutNulStopAtTheFieldsEnd) {
+  xti::VendorOrder order;
+  std::memset(&order, 'A', sizeof(order));
+  OrderDetailRecord detail;
+  toOrderDetailRecord(order, detail);
+  EXPECT_EQ(detail.codeId.code, std::string(sizeof(order.m_strInstrumentID), 'A'));
+  EXPECT_EQ(detail.exchangeOrderId, std::string(sizeof(order.m_strOrderSysID), 'A'));
+  EXPECT_EQ(detail.statusMessage, std::string(sizeof(order.m_strErrorMsg), 'A'));
+  EXPECT_EQ(detail.orderTime, 0);
+
+  xti::VendorDeal deal;
+  std::memset(&deal, 0xFF, sizeof(deal));
+  FillRecord fill;
+  toFillRecord(deal, fill);
+  EXPECT_EQ(fill.fillReference.size(), sizeof(deal.m_strTradeID));
+  EXPECT_EQ(fill.volume, -1);
+
+  xti::VendorPositionDetail positionDetail;
+  std::memset(&positionDetail, '9', sizeof(positionDetail));
+  PositionDetailRecord detailRecord;
+  toPositionDetailRecord(positionDetail, config, detailRecord);
+  EXPECT_EQ(detailRecord.detailNumber1, std::numeric_limits<int32_t>::max());
+  EXPECT_EQ(detailRecord.side, 1);
+
+  xti::VendorAccountDetail account;
+  std::memset(&account, '1', sizeof(account));
+  AccountFunds funds;
+  toAccountFunds(account, funds);
+  EXPECT_EQ(funds.tradingDay, -1) << "20 digits do not fit 32 bits";
+}
+
+TEST_F(ConversionTest, FillRecordsCarryTheVendorDeal) {
+  xti::VendorDeal deal{};
+  setText(deal.m_strExchangeID, "DCE");
+  setText(deal.m_strInstrumentID, "m2409");
+  setText(deal.m_strOrderSysID, "SYS9");
+  setText(deal.m_strTradeID, "T-100");
+  deal.m_dPrice = 3001.0;
+  deal.m_nVolume = 3;
+  setText(deal.m_strTradeDate, "20240105");
+  setText(deal.m_strTradeTime, "14:59:59");
+  deal.m_nDirection = '0';
+  deal.m_nOffsetFlag = '4';
+  deal.m_nHedgeFlag = '3';
+  deal.m_nPriceType = '1';
+  FillRecord fill;
+  toFillRecord(deal, fill);
+  EXPECT_EQ(fill.codeId.kind, 1);
+  EXPECT_EQ(fill.codeId.exchange, 4);
+  EXPECT_EQ(fill.codeId.code, "m2409");
+  EXPECT_EQ(fill.fillReference, "T-100");
+  EXPECT_EQ(fill.fillReference2, "SYS9");
+  EXPECT_EQ(fill.fillTime, utcMillis(2024, 1, 5, 6, 59, 59));
+  EXPECT_EQ(fill.volume, 3);
+  EXPECT_EQ(fill.price, 3001.0);
+  EXPECT_EQ(fill.direction, 1);
+  EXPECT_EQ(fill.offsetFlag, 6);
+  EXPECT_EQ(fill.hedgeFlag, 3);
+  EXPECT_EQ(fill.priceType, 2);
+}
+
+TEST_F(ConversionTest, FundsTakeTheirAmountsAndTradingDay) {
+  xti::VendorAccountDetail detail{};
+  setText(detail.m_strTradingDay, "20240105");
+  detail.m_dCurrMargin = 1;
+  detail.m_dPreBalance = 3;
+  detail.m_dBalance = 4;
+  detail.m_dPositionProfit = 5;
+  detail.m_dDeposit = 7;
+  detail.m_dWithdraw = 8;
+  detail.m_dFrozenMargin = 10;
+  detail.m_dAvailable = 11;
+  detail.m_dCloseProfit = 12;
+  detail.m_dFrozenCash = 13;
+  detail.m_dCommission = 15;
+  detail.m_dCredit = 99;  // not carried
+  AccountFunds funds;
+  toAccountFunds(detail, funds);
+  EXPECT_EQ(funds.tradingDay, 20240105);
+  const double got[] = {funds.amount1,  funds.amount2,  funds.amount3,  funds.amount4,
+                        funds.amount5,  funds.amount6,  funds.amount7,  funds.amount8,
+                        funds.amount9,  funds.amount10, funds.amount11, funds.amount12,
+                        funds.amount13, funds.amount14, funds.amount15, funds.amount16,
+                        funds.amount17, funds.amount18, funds.amount19};
+  const double want[] = {1, 0, 3, 4, 5, 0, 7, 8, 0, 10, 11, 12, 13, 0, 15, 0, 0, 0, 0};
+  for (int i = 0; i < 19; ++i) {
+    SCOPED_TRACE(i + 1);
+    EXPECT_EQ(got[i], want[i]);
+  }
+  setText(detail.m_strTradingDay, "day");
+  toAccountFunds(detail, funds);
+  EXPECT_EQ(funds.tradingDay, -1);
+  setText(detail.m_strTradingDay, "");
+  toAccountFunds(detail, funds);
+  EXPECT_EQ(funds.tradingDay, -1);
+}
+
+TEST_F(ConversionTest, PositionsPutTheVolumeBySideFlag) {
+  xti::VendorPosition position{};
+  setText(position.m_strExchangeID, "CFFEX");
+  setText(position.m_strInstrumentID, "IF2409");
+  position.m_nPosition = 12;
+  position.m_nDirection = '0';
+  const unsigned char set = 2;  // any non-zero byte counts as set
+  std::memcpy(&position.m_bIsToday, &set, 1);
+  PositionRecord record;
+  toPositionRecord(position, record);
+  EXPECT_EQ(record.codeId.exchange, 6);
+  EXPECT_EQ(record.codeId.kind, 1);
+  EXPECT_EQ(record.volumeWhenSet, 12);
+  EXPECT_EQ(record.volumeWhenClear, 0);
+  EXPECT_EQ(record.side, 1);
+  EXPECT_EQ(record.twoValueCode, 1);
+
+  position.m_bIsToday = false;
+  position.m_nDirection = '1';
+  PositionRecord cleared;
+  toPositionRecord(position, cleared);
+  EXPECT_EQ(cleared.volumeWhenClear, 12);
+  EXPECT_EQ(cleared.volumeWhenSet, 0);
+  EXPECT_EQ(cleared.side, 2);
+  EXPECT_EQ(cleared.twoValueCode, 2);
+}
+
+TEST_F(ConversionTest, PositionDetailsCarryTheHeaderValuesInTheirOwnLayout) {
+  xti::VendorPositionDetail detail{};
+  setText(detail.m_strExchangeID, "SHFE");
+  setText(detail.m_strInstrumentID, "rb2410");
+  setText(detail.m_strTradingDay, "20240105");
+  setText(detail.m_strOpenDate, "20240104x");
+  setText(detail.m_strTradeID, "T7");
+  detail.m_nVolume = 3;
+  detail.m_nFrozenVolume = 4;
+  detail.m_dOpenPrice = 3600;
+  detail.m_dOpenCost = 36000;
+  detail.m_bIsToday = false;
+  detail.m_nDirection = '1';
+  PositionDetailRecord record;
+  toPositionDetailRecord(detail, config, record);
+  EXPECT_EQ(record.ceilingOne, std::numeric_limits<int32_t>::max());
+  EXPECT_EQ(record.ceilingTwo, std::numeric_limits<int32_t>::max());
+  EXPECT_EQ(record.accountCode, 42);
+  EXPECT_EQ(record.configText, "desk");
+  EXPECT_EQ(record.userName, "trader1");
+  EXPECT_EQ(record.codeA, 0);
+  EXPECT_EQ(record.codeB, 1);
+  EXPECT_EQ(record.codeId.kind, -1) << "this record never sets the kind";
+  EXPECT_EQ(record.codeId.exchange, 3);
+  EXPECT_EQ(record.codeId.code, "rb2410");
+  EXPECT_EQ(record.detailNumber1, 20240105);
+  EXPECT_EQ(record.detailNumber2, 20240104);
+  EXPECT_EQ(record.detailReference, "T7");
+  EXPECT_EQ(record.volume, 7);
+  EXPECT_EQ(record.side, 2);
+  EXPECT_EQ(record.twoValueCode, 2);
+  EXPECT_EQ(record.firstAmount, 3600);
+  EXPECT_EQ(record.secondAmount, 36000);
+
+  detail.m_nVolume = std::numeric_limits<int32_t>::max();
+  detail.m_nFrozenVolume = 1;
+  toPositionDetailRecord(detail, config, record);
+  EXPECT_EQ(record.volume, std::numeric_limits<int32_t>::min()) << "a 32-bit sum, then widened";
+}
+
+}  // namespace
+}  // namespace kestrel
