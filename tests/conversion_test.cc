@@ -9,9 +9,12 @@
 
 #include "plugin/common.h"
 #include "spi/record_conversion.h"
+#include "tests/support/vendor_text.h"
 
 namespace kestrel {
 namespace {
+
+using testing::setText;
 
 // UTC milliseconds of a UTC wall-clock time, by the C library's calendar.
 int64_t utcMillis(int year, int month, int day, int hour, int minute, int second) {
@@ -27,12 +30,6 @@ int64_t utcMillis(int year, int month, int day, int hour, int minute, int second
 #else
   return static_cast<int64_t>(timegm(&tm)) * 1000;
 #endif
-}
-
-template <std::size_t N>
-void setText(char (&field)[N], const char* text) {
-  std::memset(field, 0, N);
-  std::strncpy(field, text, N - 1);
 }
 
 class ConversionTest : public ::testing::Test {

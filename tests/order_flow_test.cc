@@ -5,16 +5,11 @@
 #include <string>
 
 #include "tests/support/session_fixture.h"
+#include "tests/support/vendor_text.h"
 
 namespace kestrel {
 namespace testing {
 namespace {
-
-template <std::size_t N>
-void setText(char (&field)[N], const char* text) {
-  std::memset(field, 0, N);
-  std::strncpy(field, text, N - 1);
-}
 
 AccountOrderNewRequest newOrder(const char* serial, int32_t direction = 1, int32_t offset = 1) {
   AccountOrderNewRequest request;

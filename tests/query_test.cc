@@ -4,16 +4,11 @@
 #include <string>
 
 #include "tests/support/session_fixture.h"
+#include "tests/support/vendor_text.h"
 
 namespace kestrel {
 namespace testing {
 namespace {
-
-template <std::size_t N>
-void setText(char (&field)[N], const char* text) {
-  std::memset(field, 0, N);
-  std::strncpy(field, text, N - 1);
-}
 
 using QueryTest = SessionFixture;
 
