@@ -1,0 +1,260 @@
+#include "host/demo/console_host.h"
+
+#include <chrono>
+#include <ctime>
+#include <utility>
+
+#include "plugin/common.h"
+
+namespace demo {
+namespace {
+
+using kestrel::CodeConvert;
+
+std::string utf8(const std::string& gbk) { return CodeConvert::gbk_to_utf8(gbk); }
+
+std::string exchangeCode(int number) {
+  const auto& codes = kestrel::gBaseInformationMap->exchangeCodes;
+  const auto found = codes.find(number);
+  return found == codes.end() ? "?" + std::to_string(number) : found->second.exchangeCode;
+}
+
+std::string instrumentOf(const kestrel::CodeId& codeId) {
+  return codeId.code + "." + exchangeCode(codeId.exchange);
+}
+
+std::string clockText() {
+  using namespace std::chrono;
+  const auto now = system_clock::now();
+  const std::time_t seconds = system_clock::to_time_t(now);
+  const long long millis = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
+  std::tm local{};
+#if defined(_WIN32)
+  localtime_s(&local, &seconds);
+#else
+  localtime_r(&seconds, &local);
+#endif
+  char text[32];
+  std::snprintf(text, sizeof(text), "%02d:%02d:%02d.%03lld", local.tm_hour, local.tm_min,
+                local.tm_sec, millis);
+  return text;
+}
+
+Event makeEvent(const char* name, const kestrel::ResultStatus& status, int requestId = 0,
+                bool isLast = true) {
+  Event event;
+  event.name = name;
+  event.code = status.code;
+  event.message = utf8(status.message);
+  event.requestId = requestId;
+  event.isLast = isLast;
+  return event;
+}
+
+// The members every order event record shares under the same names.
+template <typename Record>
+std::string orderDetails(const Record* record, Event& event) {
+  if (record == nullptr) return "(no record)";
+  event.hasRecord = true;
+  event.instrument = instrumentOf(record->codeId);
+  event.clientSerial = record->clientId.serial;
+  event.exchangeOrderId = record->exchangeOrderId;
+  event.statusMessage = utf8(record->statusMessage);
+  event.volume = record->volume;
+  event.price = record->price;
+  char text[512];
+  std::snprintf(text, sizeof(text), "%s client=%s@%s exchangeId=%s dir=%d offset=%d vol=%lld price=%.2f status=\"%s\"",
+                event.instrument.c_str(), record->clientId.prefix.c_str(),
+                record->clientId.serial.c_str(), record->exchangeOrderId.c_str(), record->direction,
+                record->offsetFlag, static_cast<long long>(record->volume), record->price,
+                event.statusMessage.c_str());
+  return text;
+}
+
+std::string fillDetails(const kestrel::FillRecord* record, Event& event) {
+  if (record == nullptr) return "(no record)";
+  event.hasRecord = true;
+  event.instrument = instrumentOf(record->codeId);
+  event.clientSerial = record->clientId.serial;
+  event.exchangeOrderId = record->fillReference2;
+  event.volume = record->volume;
+  event.price = record->price;
+  char text[512];
+  std::snprintf(text, sizeof(text), "%s client=%s@%s fill=%s order=%s dir=%d offset=%d vol=%lld price=%.2f",
+                event.instrument.c_str(), record->clientId.prefix.c_str(),
+                record->clientId.serial.c_str(), record->fillReference.c_str(),
+                record->fillReference2.c_str(), record->direction, record->offsetFlag,
+                static_cast<long long>(record->volume), record->price);
+  return text;
+}
+
+}  // namespace
+
+void ConsoleHost::onConnected(const kestrel::ResultStatus& status) {
+  add(makeEvent("onConnected", status), "");
+}
+
+void ConsoleHost::onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) {
+  Event event = makeEvent("onLogin", status);
+  event.hasRecord = true;
+  add(std::move(event), "tradingDay=" + std::to_string(reply.tradingDay) +
+                            " state=" + std::to_string(reply.loginState) +
+                            " stamp=" + reply.loginStamp);
+}
+
+void ConsoleHost::onLogout(const kestrel::ResultStatus& status) {
+  add(makeEvent("onLogout", status), "");
+}
+
+void ConsoleHost::onDisconnected(const kestrel::ResultStatus& status) {
+  add(makeEvent("onDisconnected", status), "");
+}
+
+void ConsoleHost::onOrderAccepted(const kestrel::OrderAcceptedRecord* record,
+                                  const kestrel::ResultStatus& status, int requestId,
+                                  bool isLast) {
+  Event event = makeEvent("onOrderAccepted", status, requestId, isLast);
+  const std::string details = orderDetails(record, event);
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onOrderRejected(const kestrel::OrderRecord* record,
+                                  const kestrel::ResultStatus& status, int requestId,
+                                  bool isLast) {
+  Event event = makeEvent("onOrderRejected", status, requestId, isLast);
+  const std::string details = orderDetails(record, event);
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onOrderFilled(const kestrel::OrderFilledRecord* record,
+                                const kestrel::ResultStatus& status, int requestId, bool isLast) {
+  Event event = makeEvent("onOrderFilled", status, requestId, isLast);
+  const std::string details = orderDetails(record, event);
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onOrderCanceled(const kestrel::OrderRecord* record,
+                                  const kestrel::ResultStatus& status, int requestId,
+                                  bool isLast) {
+  Event event = makeEvent("onOrderCanceled", status, requestId, isLast);
+  const std::string details = orderDetails(record, event);
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onFill(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,
+                         int requestId, bool isLast) {
+  Event event = makeEvent("onFill", status, requestId, isLast);
+  const std::string details = fillDetails(record, event);
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onOrdersResponse(const kestrel::OrderDetailRecord* record,
+                                   const kestrel::ResultStatus& status, int requestId,
+                                   bool isLast) {
+  Event event = makeEvent("onOrdersResponse", status, requestId, isLast);
+  const std::string details = orderDetails(record, event);
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onFillsResponse(const kestrel::FillRecord* record,
+                                  const kestrel::ResultStatus& status, int requestId,
+                                  bool isLast) {
+  Event event = makeEvent("onFillsResponse", status, requestId, isLast);
+  const std::string details = fillDetails(record, event);
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onPositionsResponse(const kestrel::PositionRecord* record,
+                                      const kestrel::ResultStatus& status, int requestId,
+                                      bool isLast) {
+  Event event = makeEvent("onPositionsResponse", status, requestId, isLast);
+  std::string details = "(no record)";
+  if (record != nullptr) {
+    event.hasRecord = true;
+    event.instrument = instrumentOf(record->codeId);
+    event.volume = record->volumeWhenSet + record->volumeWhenClear;
+    details = event.instrument + (record->twoValueCode == 1 ? " long" : " short") +
+              (record->side == 1 ? " today=" : " earlier=") + std::to_string(event.volume);
+  }
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onPositionDetailsResponse(const kestrel::PositionDetailRecord* record,
+                                            const kestrel::ResultStatus& status, int requestId,
+                                            bool isLast) {
+  Event event = makeEvent("onPositionDetailsResponse", status, requestId, isLast);
+  std::string details = "(no record)";
+  if (record != nullptr) {
+    event.hasRecord = true;
+    event.instrument = instrumentOf(record->codeId);
+    event.volume = record->volume;
+    event.price = record->firstAmount;
+    char text[256];
+    std::snprintf(text, sizeof(text), "%s %s opened=%d fill=%s vol=%lld price=%.2f",
+                  event.instrument.c_str(), record->twoValueCode == 1 ? "long" : "short",
+                  record->detailNumber2, record->detailReference.c_str(),
+                  static_cast<long long>(record->volume), record->firstAmount);
+    details = text;
+  }
+  add(std::move(event), details);
+}
+
+void ConsoleHost::onAccountFundsResponse(const kestrel::AccountFunds* record,
+                                         const kestrel::ResultStatus& status, int requestId,
+                                         bool isLast) {
+  Event event = makeEvent("onAccountFundsResponse", status, requestId, isLast);
+  std::string details = "(no record)";
+  if (record != nullptr) {
+    event.hasRecord = true;
+    char text[256];
+    std::snprintf(text, sizeof(text),
+                  "tradingDay=%d balance=%.2f available=%.2f margin=%.2f frozen=%.2f "
+                  "commission=%.2f closeProfit=%.2f positionProfit=%.2f",
+                  record->tradingDay, record->amount4, record->amount11, record->amount1,
+                  record->amount10, record->amount15, record->amount12, record->amount5);
+    details = text;
+  }
+  add(std::move(event), details);
+}
+
+void ConsoleHost::add(Event event, const std::string& details) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::fprintf(out_, "%s  %-26s req=%-4d code=%-3d%s%s%s%s\n", clockText().c_str(),
+               event.name.c_str(), event.requestId, event.code,
+               event.message.empty() ? "" : " msg=\"", event.message.c_str(),
+               event.message.empty() ? "" : "\"",
+               details.empty() ? "" : ("  " + details).c_str());
+  std::fflush(out_);
+  events_.push_back(std::move(event));
+  consumed_.push_back(false);
+  changed_.notify_all();
+}
+
+void ConsoleHost::note(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::fprintf(out_, "%s  -- %s\n", clockText().c_str(), text.c_str());
+  std::fflush(out_);
+}
+
+bool ConsoleHost::waitFor(const std::function<bool(const Event&)>& match,
+                          std::chrono::milliseconds timeout, Event* found) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  std::size_t index = 0;
+  const bool ok = changed_.wait_for(lock, timeout, [&] {
+    for (index = 0; index < events_.size(); ++index) {
+      if (!consumed_[index] && match(events_[index])) return true;
+    }
+    return false;
+  });
+  if (!ok) return false;
+  consumed_[index] = true;
+  if (found != nullptr) *found = events_[index];
+  return true;
+}
+
+std::vector<Event> ConsoleHost::events() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return events_;
+}
+
+}  // namespace demo

@@ -1,0 +1,90 @@
+// ConsoleHost: the demo host's callback object. Prints every callback as one
+// readable line (GBK texts shown as UTF-8) and keeps what it saw, so that the
+// scripted day can wait for the events it expects.
+//
+// Called on the plug-in's (the vendor's) threads; every member is thread-safe.
+#ifndef KESTREL_HOST_DEMO_CONSOLE_HOST_H_
+#define KESTREL_HOST_DEMO_CONSOLE_HOST_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "plugin/trade_session_spi.h"
+
+namespace demo {
+
+// What the host learnt from one callback, texts in UTF-8.
+struct Event {
+  std::string name;
+  int requestId = 0;
+  bool isLast = false;
+  bool hasRecord = false;
+  int code = 0;
+  std::string message;
+  std::string instrument;  // code.EXCHANGE
+  std::string clientSerial;
+  std::string exchangeOrderId;
+  std::string statusMessage;
+  long long volume = 0;
+  double price = 0;
+};
+
+class ConsoleHost : public kestrel::ITradeSessionSpi {
+ public:
+  explicit ConsoleHost(std::FILE* out) : out_(out) {}
+
+  void onConnected(const kestrel::ResultStatus& status) override;
+  void onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) override;
+  void onLogout(const kestrel::ResultStatus& status) override;
+  void onDisconnected(const kestrel::ResultStatus& status) override;
+  void onOrderAccepted(const kestrel::OrderAcceptedRecord* record,
+                       const kestrel::ResultStatus& status, int requestId, bool isLast) override;
+  void onOrderRejected(const kestrel::OrderRecord* record, const kestrel::ResultStatus& status,
+                       int requestId, bool isLast) override;
+  void onOrderFilled(const kestrel::OrderFilledRecord* record, const kestrel::ResultStatus& status,
+                     int requestId, bool isLast) override;
+  void onOrderCanceled(const kestrel::OrderRecord* record, const kestrel::ResultStatus& status,
+                       int requestId, bool isLast) override;
+  void onFill(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,
+              int requestId, bool isLast) override;
+  void onOrdersResponse(const kestrel::OrderDetailRecord* record,
+                        const kestrel::ResultStatus& status, int requestId, bool isLast) override;
+  void onFillsResponse(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,
+                       int requestId, bool isLast) override;
+  void onPositionsResponse(const kestrel::PositionRecord* record,
+                           const kestrel::ResultStatus& status, int requestId,
+                           bool isLast) override;
+  void onPositionDetailsResponse(const kestrel::PositionDetailRecord* record,
+                                 const kestrel::ResultStatus& status, int requestId,
+                                 bool isLast) override;
+  void onAccountFundsResponse(const kestrel::AccountFunds* record,
+                              const kestrel::ResultStatus& status, int requestId,
+                              bool isLast) override;
+
+  // Waits for the first event, among those not yet consumed by an earlier
+  // wait, for which `match` holds; marks it consumed. False on timeout.
+  bool waitFor(const std::function<bool(const Event&)>& match, std::chrono::milliseconds timeout,
+               Event* found = nullptr);
+  std::vector<Event> events() const;
+
+  // Prints a line of the host's own (not a callback), in order with the events.
+  void note(const std::string& text);
+
+ private:
+  void add(Event event, const std::string& details);
+
+  std::FILE* out_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Event> events_;
+  std::vector<bool> consumed_;
+};
+
+}  // namespace demo
+
+#endif  // KESTREL_HOST_DEMO_CONSOLE_HOST_H_

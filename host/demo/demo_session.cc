@@ -1,0 +1,138 @@
+#include "host/demo/demo_session.h"
+
+#include <cctype>
+#include <cstdio>
+
+#include "plugin/common.h"
+
+namespace demo {
+namespace {
+
+constexpr char kClientPrefix[] = "demo";
+
+int exchangeNumber(const std::string& code) {
+  const auto& numbers = kestrel::gBaseInformationMap->exchangeNumbers;
+  const auto found = numbers.find(code);
+  return found == numbers.end() ? -1 : found->second.exchangeNumber;
+}
+
+// The exchange of a bare code, from the product letters China's exchanges use.
+std::string exchangeOfProduct(const std::string& code) {
+  if (!code.empty() && std::isdigit(static_cast<unsigned char>(code[0]))) {
+    if (code.size() != 6) return "";
+    if (code[0] == '6') return "SH";
+    if (code[0] == '0' || code[0] == '3') return "SZ";
+    if (code[0] == '4' || code[0] == '8') return "BJ";
+    return "";
+  }
+  std::string product;
+  for (char c : code) {
+    if (!std::isalpha(static_cast<unsigned char>(c))) break;
+    product += c;
+  }
+  static const std::map<std::string, std::string> kProducts = {
+      {"rb", "SHFE"}, {"hc", "SHFE"},  {"cu", "SHFE"},  {"al", "SHFE"},  {"zn", "SHFE"},
+      {"ni", "SHFE"}, {"au", "SHFE"},  {"ag", "SHFE"},  {"ru", "SHFE"},  {"bu", "SHFE"},
+      {"m", "DCE"},   {"y", "DCE"},    {"p", "DCE"},    {"c", "DCE"},    {"i", "DCE"},
+      {"j", "DCE"},   {"jm", "DCE"},   {"pp", "DCE"},   {"v", "DCE"},    {"eg", "DCE"},
+      {"SR", "CZCE"}, {"CF", "CZCE"},  {"TA", "CZCE"},  {"MA", "CZCE"},  {"FG", "CZCE"},
+      {"AP", "CZCE"}, {"IF", "CFFEX"}, {"IC", "CFFEX"}, {"IH", "CFFEX"}, {"IM", "CFFEX"},
+      {"T", "CFFEX"}, {"TF", "CFFEX"}, {"sc", "INE"},   {"lu", "INE"},   {"nr", "INE"},
+      {"si", "GFEX"}, {"lc", "GFEX"},
+  };
+  const auto found = kProducts.find(product);
+  return found == kProducts.end() ? "" : found->second;
+}
+
+}  // namespace
+
+bool parseInstrument(const std::string& text, Instrument& out) {
+  const std::size_t dot = text.find('.');
+  const std::string code = text.substr(0, dot);
+  const std::string exchange = dot == std::string::npos ? exchangeOfProduct(code) : text.substr(dot + 1);
+  if (code.empty() || exchange.empty()) return false;
+  const int number = exchangeNumber(exchange);
+  if (number < 0) return false;
+  out.code = code;
+  out.exchange = number;
+  return true;
+}
+
+DemoSession::DemoSession(kestrel::ITradeSession* session, ConsoleHost& host,
+                         const Settings& settings)
+    : session_(session), host_(host), settings_(settings) {}
+
+DemoSession::~DemoSession() {
+  if (session_ != nullptr) (void)session_->release();
+}
+
+std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offset offset,
+                                   long long volume, double price) {
+  kestrel::AccountOrderNewRequest request;
+  request.codeId.kind = 1;
+  request.codeId.exchange = instrument.exchange;
+  request.codeId.code = instrument.code;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    char serial[16];
+    std::snprintf(serial, sizeof(serial), "%06d", ++serialCounter_);
+    request.clientId = kestrel::ClientId{kClientPrefix, serial};
+    orders_[serial] = OrderInfo{instrument, ""};
+  }
+  request.quantity = volume;
+  request.price = price;
+  request.priceType = price == 0 ? 2 : 1;
+  request.direction = side == Side::kBuy ? 1 : 2;
+  request.offsetFlag = offset == Offset::kOpen ? 1 : offset == Offset::kCloseToday ? 5 : 4;
+  request.hedgeFlag = 1;
+  const int requestId = nextRequestId();
+  char line[160];
+  std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %lld @ %s",
+                requestId, request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
+                side == Side::kBuy ? "buy" : "sell", instrument.code.c_str(), volume,
+                price == 0 ? "any price" : std::to_string(price).c_str());
+  host_.note(line);
+  const kestrel::ResultStatus status = session_->sendOrder(requestId, request);
+  if (status.code != 0) {
+    host_.note("  refused at once: code " + std::to_string(status.code) + " " +
+               kestrel::CodeConvert::gbk_to_utf8(status.message));
+    return "";
+  }
+  return request.clientId.serial;
+}
+
+void DemoSession::learn(const Event& event) {
+  if (event.clientSerial.empty() || event.exchangeOrderId.empty()) return;
+  std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = orders_.find(event.clientSerial);
+  if (found != orders_.end()) found->second.exchangeOrderId = event.exchangeOrderId;
+}
+
+kestrel::ResultStatus DemoSession::cancel(const std::string& clientSerial) {
+  kestrel::AccountOrderCancelRequest request;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = orders_.find(clientSerial);
+    if (found == orders_.end() || found->second.exchangeOrderId.empty()) {
+      return kestrel::ResultStatus{-2, "no accepted order " + clientSerial};
+    }
+    request.codeId.kind = 1;
+    request.codeId.exchange = found->second.instrument.exchange;
+    request.codeId.code = found->second.instrument.code;
+    request.exchangeOrderId = found->second.exchangeOrderId;
+  }
+  request.clientId = kestrel::ClientId{kClientPrefix, clientSerial};
+  const int requestId = nextRequestId();
+  host_.note("cancelOrder req=" + std::to_string(requestId) + " client=" + kClientPrefix + "@" +
+             clientSerial + " exchangeId=" + request.exchangeOrderId);
+  return session_->cancelOrder(requestId, request);
+}
+
+kestrel::ResultStatus DemoSession::release() {
+  kestrel::ITradeSession* session = session_;
+  session_ = nullptr;
+  host_.note("release");
+  return session->release();
+}
+
+}  // namespace demo

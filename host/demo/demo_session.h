@@ -1,0 +1,82 @@
+// DemoSession: one trading session of the demo host, with the host's own
+// bookkeeping (client order ids, request numbers, instrument codes).
+#ifndef KESTREL_HOST_DEMO_DEMO_SESSION_H_
+#define KESTREL_HOST_DEMO_DEMO_SESSION_H_
+
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "host/demo/console_host.h"
+#include "plugin/plugin_entry.h"
+
+namespace demo {
+
+struct Settings {
+  std::string plugin;  // path of the plug-in; empty: beside this program
+  std::string address = "tcp://127.0.0.1:5800";
+  std::string user = "demo";
+  std::string password = "demo123";
+  std::string instrument = "rb2410.SHFE";
+  std::chrono::milliseconds timeout{5000};
+};
+
+enum class Side { kBuy, kSell };
+enum class Offset { kOpen, kClose, kCloseToday };
+
+// An instrument as the host names it: code and host exchange number.
+struct Instrument {
+  std::string code;
+  int exchange = -1;
+};
+
+// "rb2410.SHFE", or a bare code whose exchange follows from the China market's
+// naming of products ("rb2410" SHFE, "IF2409" CFFEX, "600000" SH ...).
+// False for a code it cannot place.
+bool parseInstrument(const std::string& text, Instrument& out);
+
+class DemoSession {
+ public:
+  DemoSession(kestrel::ITradeSession* session, ConsoleHost& host, const Settings& settings);
+  DemoSession(const DemoSession&) = delete;
+  DemoSession& operator=(const DemoSession&) = delete;
+  ~DemoSession();
+
+  kestrel::ITradeSession& session() { return *session_; }
+  ConsoleHost& host() { return host_; }
+  const Settings& settings() const { return settings_; }
+
+  int nextRequestId() { return ++requestCounter_; }
+
+  // Sends an order; `price` 0 means any price. Returns the client serial it
+  // gave the order, or an empty text when the plug-in refused it at once.
+  std::string sendOrder(const Instrument& instrument, Side side, Offset offset, long long volume,
+                        double price);
+  // Cancels by the exchange order id the host learnt from the order's events.
+  kestrel::ResultStatus cancel(const std::string& clientSerial);
+  // Remembers what events say about the host's orders (exchange order ids).
+  void learn(const Event& event);
+
+  // Ends the session (release); afterwards session() must not be used.
+  kestrel::ResultStatus release();
+
+ private:
+  struct OrderInfo {
+    Instrument instrument;
+    std::string exchangeOrderId;
+  };
+
+  kestrel::ITradeSession* session_;
+  ConsoleHost& host_;
+  Settings settings_;
+  std::atomic<int> requestCounter_{0};
+  int serialCounter_ = 0;
+  std::mutex mutex_;
+  std::map<std::string, OrderInfo> orders_;  // by client serial
+};
+
+}  // namespace demo
+
+#endif  // KESTREL_HOST_DEMO_DEMO_SESSION_H_

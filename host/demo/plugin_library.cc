@@ -1,0 +1,92 @@
+#include "host/demo/plugin_library.h"
+
+#include "plugin/common.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
+
+namespace demo {
+namespace {
+
+#if defined(_WIN32)
+std::wstring widen(const std::string& utf8) {
+  if (utf8.empty()) return std::wstring();
+  int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), &wide[0], n);
+  return wide;
+}
+#endif
+
+template <typename Function>
+Function symbolOf(void* handle, const char* name) {
+#if defined(_WIN32)
+  return reinterpret_cast<Function>(GetProcAddress(static_cast<HMODULE>(handle), name));
+#else
+  return reinterpret_cast<Function>(dlsym(handle, name));
+#endif
+}
+
+}  // namespace
+
+bool PluginLibrary::load(const std::string& path) {
+#if defined(_WIN32)
+  return loadHandle(LoadLibraryW(widen(path).c_str()), path);
+#else
+  return loadHandle(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL), path);
+#endif
+}
+
+bool PluginLibrary::loadBesideProgram() {
+  // The program's directory comes from the host's Common library.
+  const std::wstring dir = FileSystem::GetServerExeDirectoryW();
+#if defined(_WIN32)
+  const std::wstring path = dir + L"\\KSTraderAPIPluginXT.dll";
+  return loadHandle(LoadLibraryW(path.c_str()), "KSTraderAPIPluginXT.dll beside the program");
+#else
+  std::string utf8;  // wchar_t holds UTF-32 here
+  for (wchar_t wc : dir) {
+    const unsigned long c = static_cast<unsigned long>(wc);
+    if (c < 0x80) {
+      utf8 += static_cast<char>(c);
+    } else if (c < 0x800) {
+      utf8 += static_cast<char>(0xC0 | (c >> 6));
+      utf8 += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      utf8 += static_cast<char>(0xE0 | (c >> 12));
+      utf8 += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      utf8 += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      utf8 += static_cast<char>(0xF0 | (c >> 18));
+      utf8 += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      utf8 += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      utf8 += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  return load(utf8 + "/KSTraderAPIPluginXT.so");
+#endif
+}
+
+bool PluginLibrary::loadHandle(void* handle, const std::string& what) {
+  handle_ = handle;
+  if (handle_ == nullptr) {
+#if defined(_WIN32)
+    error_ = "cannot load " + what + " (error " + std::to_string(GetLastError()) + ")";
+#else
+    error_ = "cannot load " + what + ": " + dlerror();
+#endif
+    return false;
+  }
+  create_ = symbolOf<kestrel::CreateTradeSessionFunction>(handle_, kestrel::kCreateTradeSessionName);
+  info_ = symbolOf<kestrel::GetPluginInfoFunction>(handle_, kestrel::kGetPluginInfoName);
+  if (create_ == nullptr || info_ == nullptr) {
+    error_ = what + " does not export CreateTradeSession and GetPluginInfo";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace demo
