@@ -1,0 +1,104 @@
+// Connection: the shared state of one simulated API object, its Counter and
+// the queue of callbacks its callback thread delivers.
+//
+// Threads:
+//  - Any thread may call the request operations (through SimulatedApi).
+//    Each runs its Counter operation with the mutex held, then lets go of it
+//    and either queues the answers for the callback thread (the usual case,
+//    returning at once) or, in synchronous mode, delivers them on the calling
+//    thread before returning.
+//  - The callback thread runs run(): it delivers queued answers in order, each
+//    no earlier than the configured reply latency after its request, and runs
+//    the price walk's steps. It leaves run() after shutdown().
+//  - shutdown() may come from any thread, the callback thread included (then
+//    it does not wait for the callback it is called from). When it returns no
+//    further callback starts, and every callback in flight on other threads
+//    has finished.
+//
+// No lock is held while a callback runs. A callback that throws is stopped at
+// this boundary and its exception dropped. Owned by shared pointer by the API
+// object and the callback thread, so deleting the API object from inside one
+// of its own callbacks leaves the thread a live Connection to finish with.
+#ifndef KESTREL_BROKER_CONNECTION_H_
+#define KESTREL_BROKER_CONNECTION_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "broker/counter.h"
+#include "broker/outbox.h"
+#include "plugin/mutex.h"
+#include "plugin/xt_trader_api.h"
+
+namespace xti {
+namespace sim {
+
+class Connection {
+ public:
+  explicit Connection(std::string address);
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  void setCallback(XtTraderApiCallback* callback) KS_EXCLUDES(mu_);
+  // Stamps of orders and deals of the counters built by later init() calls.
+  void setClock(Counter::Clock clock) KS_EXCLUDES(mu_);
+  // Loads the configuration, builds a fresh Counter and answers onConnected.
+  void init(const char* configPath) KS_EXCLUDES(mu_);
+  void shutdown() KS_EXCLUDES(mu_);
+  // The callback thread's body.
+  void run() KS_EXCLUDES(mu_);
+
+  // Runs `operation(Counter&, Outbox&)` on the counter and delivers what it
+  // wrote. Does nothing after shutdown().
+  template <class Operation>
+  void request(Operation&& operation) KS_EXCLUDES(mu_) {
+    std::vector<Event> events;
+    {
+      kestrel::MutexLock lock(mu_);
+      if (stopped_) return;
+      Outbox out;
+      operation(counter_, out);
+      events = out.take();
+      if (!synchronous_) return enqueue(std::move(events));
+    }
+    for (const Event& event : events) deliver(event);
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Pending {
+    Event event;
+    Clock::time_point due;
+  };
+
+  void enqueue(std::vector<Event> events) KS_REQUIRES(mu_);
+  // Runs one callback on this thread unless delivery has stopped.
+  void deliver(const Event& event) KS_EXCLUDES(mu_);
+  int callbacksOnThisThread() const;
+
+  // Constant after construction.
+  const std::string address_;
+
+  kestrel::Mutex mu_;
+  std::condition_variable_any changed_;  // queue, flags, in-flight count
+  // Guarded by mu_.
+  XtTraderApiCallback* callback_ KS_GUARDED_BY(mu_) = nullptr;
+  Counter counter_ KS_GUARDED_BY(mu_);
+  Counter::Clock clock_ KS_GUARDED_BY(mu_);
+  bool synchronous_ KS_GUARDED_BY(mu_) = false;
+  int latencyMs_ KS_GUARDED_BY(mu_) = 0;
+  int walkMs_ KS_GUARDED_BY(mu_) = 0;
+  Clock::time_point nextWalk_ KS_GUARDED_BY(mu_);
+  std::deque<Pending> queue_ KS_GUARDED_BY(mu_);
+  bool stopped_ KS_GUARDED_BY(mu_) = false;
+  int inFlight_ KS_GUARDED_BY(mu_) = 0;  // callbacks running now, on any thread
+};
+
+}  // namespace sim
+}  // namespace xti
+
+#endif  // KESTREL_BROKER_CONNECTION_H_
