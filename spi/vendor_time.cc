@@ -35,50 +35,58 @@ std::size_t assembleText(const char* date, const char* time, char (&out)[kTextLe
   return n;
 }
 
-bool digitsAt(const char* text, std::size_t at, std::size_t count, int& value) {
-  value = 0;
-  for (std::size_t i = at; i < at + count; ++i) {
-    if (text[i] < '0' || text[i] > '9') return false;
-    value = value * 10 + (text[i] - '0');
-  }
-  return true;
-}
+// The value of a decimal digit; any other byte gives a value above 9.
+inline unsigned digitValue(char c) { return static_cast<unsigned char>(c) - unsigned{'0'}; }
 
-bool isLeapYear(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+bool isLeapYear(unsigned year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
-int daysInMonth(int year, int month) {
-  static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+unsigned daysInMonth(unsigned year, unsigned month) {
+  static constexpr unsigned char kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   return month == 2 && isLeapYear(year) ? 29 : kDays[month - 1];
 }
 
-// Days from 1970-01-01 to a proleptic Gregorian date.
-int64_t daysFromCivil(int year, int month, int day) {
+// Days from 1970-01-01 to a proleptic Gregorian date of year 1 or later.
+int64_t daysFromCivil(unsigned year, unsigned month, unsigned day) {
   year -= month <= 2;
-  const int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const int64_t yoe = year - era * 400;
-  const int64_t doy = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  const int64_t doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-  return era * 146097 + doe - 719468;
+  const unsigned era = year / 400;
+  const unsigned yoe = year - era * 400;
+  const unsigned doy = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+  const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+  return int64_t{era} * 146097 + int64_t{doe} - 719468;
 }
 
-// The fixed-format path: true and `millis` set only for a canonical text.
-bool parseCanonical(const char* text, std::size_t length, int64_t& millis) {
-  if (length != kTextLength || text[4] != '-' || text[7] != '-' || text[10] != ' ' ||
-      text[13] != ':' || text[16] != ':') {
-    return false;
+// The fixed-format path, straight from the vendor's texts: true and `millis`
+// set only when the text assembleText() would build is canonical, that is
+// date bytes 0-7 are digits, time bytes 0-7 are "DD:DD:DD", and every field
+// is in range. The bytes are read in order and reading stops at the first one
+// out of place; a NUL is never in place, so no byte after a NUL is read.
+bool parseCanonical(const char* date, const char* time, int64_t& millis) {
+  unsigned d[8];
+  for (int i = 0; i < 8; ++i) {
+    d[i] = digitValue(date[i]);
+    if (d[i] > 9) return false;
   }
-  int year, month, day, hour, minute, second;
-  if (!digitsAt(text, 0, 4, year) || !digitsAt(text, 5, 2, month) || !digitsAt(text, 8, 2, day) ||
-      !digitsAt(text, 11, 2, hour) || !digitsAt(text, 14, 2, minute) ||
-      !digitsAt(text, 17, 2, second)) {
-    return false;
+  unsigned t[8];
+  for (int i = 0; i < 8; ++i) {
+    if (i == 2 || i == 5) {
+      if (time[i] != ':') return false;
+      continue;
+    }
+    t[i] = digitValue(time[i]);
+    if (t[i] > 9) return false;
   }
+  const unsigned year = d[0] * 1000 + d[1] * 100 + d[2] * 10 + d[3];
+  const unsigned month = d[4] * 10 + d[5];
+  const unsigned day = d[6] * 10 + d[7];
+  const unsigned hour = t[0] * 10 + t[1];
+  const unsigned minute = t[3] * 10 + t[4];
+  const unsigned second = t[6] * 10 + t[7];
   if (year < 1400 || month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) ||
       hour > 23 || minute > 59 || second > 59) {
     return false;
   }
-  const int64_t seconds = daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 +
-                          second - kVendorZoneOffsetSeconds;
+  const int64_t seconds = daysFromCivil(year, month, day) * 86400 +
+                          int64_t{hour * 3600 + minute * 60 + second} - kVendorZoneOffsetSeconds;
   millis = seconds * 1000;
   return true;
 }
@@ -103,10 +111,10 @@ int64_t parseWithBoost(const char* text) {
 
 int64_t vendorTimeToMillis(const char* date, const char* time) {
   if (date == nullptr || time == nullptr || date[0] == '\0' || time[0] == '\0') return 0;
-  char text[kTextLength + 1];
-  const std::size_t length = assembleText(date, time, text);
   int64_t millis = 0;
-  if (parseCanonical(text, length, millis)) return millis;
+  if (parseCanonical(date, time, millis)) return millis;
+  char text[kTextLength + 1];
+  assembleText(date, time, text);
   return parseWithBoost(text);
 }
 
