@@ -4,7 +4,9 @@ BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: all setup build test demo clean
+WINDOWS_BUILD ?= build-windows
+
+.PHONY: all setup build test demo clean setup-windows test-windows
 
 all: build
 
@@ -21,7 +23,19 @@ test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
 demo: build
-	$(BUILD)/bin/plugin_info
+	$(BUILD)/bin/demo_host
 
 clean:
 	rm -rf $(BUILD)
+
+# Windows x64: the three DLLs, the programs and the tests cross-built with
+# mingw-w64, the suite run under Wine through CTest (scripts/windows-test.sh).
+setup-windows: setup
+	@scripts/setup.sh windows
+
+$(WINDOWS_BUILD)/build.ninja: | setup-windows
+	cmake --preset windows -B $(WINDOWS_BUILD)
+
+test-windows: setup-windows $(WINDOWS_BUILD)/build.ninja
+	cmake --build $(WINDOWS_BUILD) -j $(JOBS)
+	JOBS=$(JOBS) scripts/windows-test.sh $(WINDOWS_BUILD)

@@ -89,6 +89,7 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
   if (ok) {
     // The counter names the fund account after the login; until then the
     // funds query answers "no fund account".
+    s.host().note("funds, until the counter names a fund account");
     const auto deadline = std::chrono::steady_clock::now() + s.settings().timeout;
     int id = 0;
     kestrel::ResultStatus status{-3, ""};
@@ -97,7 +98,6 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
       status = s.session().reqQryTradingAccount(id);
       if (status.code == -3) std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    s.host().note("funds req=" + std::to_string(id));
     ok = script.accepted("a fund account", status) &&
          script.expect("onAccountFundsResponse", lastOf("onAccountFundsResponse", id));
   }
