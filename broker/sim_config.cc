@@ -210,6 +210,9 @@ class Parser {
       section_ = Section::kBehaviour;
       return std::string();
     }
+    if (kind != "user" && kind != "account" && kind != "instrument") {
+      return "unknown section [" + kind + "] (behaviour, user, account, instrument)";
+    }
     if (words.size() != 2) return "expected [" + kind + " NAME]";
     const std::string& name = words[1];
     if (name.size() > 31) return "name \"" + name + "\" longer than 31 bytes";
@@ -228,17 +231,14 @@ class Parser {
       config_.accounts.push_back(account);
       return std::string();
     }
-    if (kind == "instrument") {
-      section_ = Section::kInstrument;
-      InstrumentConfig instrument;
-      instrument.code = name;
-      instrument.product = productOf(name);
-      instrument.price = -1;  // required
-      config_.instruments.push_back(instrument);
-      instrumentLines_.push_back(lineNumber_);
-      return std::string();
-    }
-    return "unknown section [" + kind + "] (behaviour, user, account, instrument)";
+    section_ = Section::kInstrument;
+    InstrumentConfig instrument;
+    instrument.code = name;
+    instrument.product = productOf(name);
+    instrument.price = -1;  // required
+    config_.instruments.push_back(instrument);
+    instrumentLines_.push_back(lineNumber_);
+    return std::string();
   }
 
   std::string behaviourKey(const std::string& key, const std::string& value) {
@@ -422,7 +422,6 @@ class Parser {
 
 Config defaultConfig() {
   Config config;
-  config.behaviour.unreachable.push_back("unreachable.invalid:7001");
   config.users.push_back(UserConfig{"demo", "demo123", {"88001234"}});
   config.users.push_back(UserConfig{"stock", "stock123", {"10001234"}});
   AccountConfig futures;

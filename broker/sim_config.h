@@ -30,7 +30,7 @@ struct Behaviour {
   int priceWalkTicks = 2;            // largest move of one walk step, in ticks
   uint64_t priceWalkSeed = 20240601; // same seed, same walk
   bool synchronous = false;          // answer inside the request call
-  std::vector<std::string> unreachable;  // addresses whose connection fails
+  std::vector<std::string> unreachable{"unreachable.invalid:7001"};  // connection fails
   bool errorPush = true;             // validation failures also as error pushes
   double commissionRate = 0.0001;    // of the traded amount
   std::string tradingDay;            // YYYYMMDD; empty: today at UTC+8

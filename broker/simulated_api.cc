@@ -16,8 +16,9 @@ SimulatedApi::SimulatedApi(const std::string& address)
   callbackThreadStarting();
   std::shared_ptr<Connection> connection = connection_;
   try {
-    thread_ = std::thread([connection] {
+    thread_ = std::thread([connection]() mutable {
       connection->run();
+      connection.reset();  // the last owner once the API object is gone
       callbackThreadEnded();
     });
   } catch (...) {
