@@ -35,8 +35,11 @@ std::size_t assembleText(const char* date, const char* time, char (&out)[kTextLe
   return n;
 }
 
-// The value of a decimal digit; any other byte gives a value above 9.
-inline unsigned digitValue(char c) { return static_cast<unsigned char>(c) - unsigned{'0'}; }
+// Reads one decimal digit; false for any other byte.
+inline bool digit(char c, unsigned& value) {
+  value = static_cast<unsigned char>(c) - unsigned{'0'};
+  return value <= 9;
+}
 
 bool isLeapYear(unsigned year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
@@ -61,26 +64,21 @@ int64_t daysFromCivil(unsigned year, unsigned month, unsigned day) {
 // is in range. The bytes are read in order and reading stops at the first one
 // out of place; a NUL is never in place, so no byte after a NUL is read.
 bool parseCanonical(const char* date, const char* time, int64_t& millis) {
-  unsigned d[8];
-  for (int i = 0; i < 8; ++i) {
-    d[i] = digitValue(date[i]);
-    if (d[i] > 9) return false;
+  // One test per byte, in order (&& stops at the first failure), written out
+  // rather than looped: this runs on every order push.
+  unsigned y0, y1, y2, y3, mo0, mo1, d0, d1, h0, h1, mi0, mi1, s0, s1;
+  if (!(digit(date[0], y0) && digit(date[1], y1) && digit(date[2], y2) && digit(date[3], y3) &&
+        digit(date[4], mo0) && digit(date[5], mo1) && digit(date[6], d0) && digit(date[7], d1) &&
+        digit(time[0], h0) && digit(time[1], h1) && time[2] == ':' && digit(time[3], mi0) &&
+        digit(time[4], mi1) && time[5] == ':' && digit(time[6], s0) && digit(time[7], s1))) {
+    return false;
   }
-  unsigned t[8];
-  for (int i = 0; i < 8; ++i) {
-    if (i == 2 || i == 5) {
-      if (time[i] != ':') return false;
-      continue;
-    }
-    t[i] = digitValue(time[i]);
-    if (t[i] > 9) return false;
-  }
-  const unsigned year = d[0] * 1000 + d[1] * 100 + d[2] * 10 + d[3];
-  const unsigned month = d[4] * 10 + d[5];
-  const unsigned day = d[6] * 10 + d[7];
-  const unsigned hour = t[0] * 10 + t[1];
-  const unsigned minute = t[3] * 10 + t[4];
-  const unsigned second = t[6] * 10 + t[7];
+  const unsigned year = y0 * 1000 + y1 * 100 + y2 * 10 + y3;
+  const unsigned month = mo0 * 10 + mo1;
+  const unsigned day = d0 * 10 + d1;
+  const unsigned hour = h0 * 10 + h1;
+  const unsigned minute = mi0 * 10 + mi1;
+  const unsigned second = s0 * 10 + s1;
   if (year < 1400 || month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) ||
       hour > 23 || minute > 59 || second > 59) {
     return false;
