@@ -1,6 +1,7 @@
 // XtTraderSpi: order replies, failure pushes, order pushes, account status,
 // and the order-status dispatch that turns a vendor order into a host event.
 #include <string>
+#include <utility>
 
 #include "plugin/platform.h"
 #include "spi/handler_guard.h"
@@ -142,11 +143,12 @@ void XtTraderSpi::onOrderErrorPush(const xti::VendorOrderError* data) {
     const int requestId = data->m_nRequestID;
     AccountOrderNewRequest pending;
     if (!identity->newOrderBook->take(requestId, pending)) return;
-    const std::string message = fieldText(data->m_strErrorMsg);
+    std::string message = fieldText(data->m_strErrorMsg);
+    const ResultStatus status = failedStatus(message.c_str());
     OrderRecord record;
     orderRecordFromNewRequest(pending, record);
-    record.statusMessage = bareErrorText(message.c_str());
-    hostSpi->onOrderRejected(&record, failedStatus(message.c_str()), requestId, true);
+    record.statusMessage = gbkText(std::move(message));
+    hostSpi->onOrderRejected(&record, status, requestId, true);
   });
 }
 
@@ -156,11 +158,12 @@ void XtTraderSpi::onCancelErrorPush(const xti::VendorOrderError* data) {
     const int requestId = data->m_nRequestID;
     AccountOrderCancelRequest pending;
     if (!identity->cancelBook->take(requestId, pending)) return;
-    const std::string message = fieldText(data->m_strErrorMsg);
+    std::string message = fieldText(data->m_strErrorMsg);
+    const ResultStatus status = failedStatus(message.c_str());
     OrderRecord record;
     orderRecordFromCancelRequest(pending, record);
-    record.statusMessage = bareErrorText(message.c_str());
-    hostSpi->onOrderCanceled(&record, failedStatus(message.c_str()), requestId, true);
+    record.statusMessage = gbkText(std::move(message));
+    hostSpi->onOrderCanceled(&record, status, requestId, true);
   });
 }
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "plugin/common.h"
 #include "plugin/platform.h"
@@ -52,12 +53,19 @@ bool flagSet(const bool& flag) {
 }
 
 std::string gbkFieldText(const char* field, std::size_t size) {
-  return CodeConvert::utf8_to_gbk(std::string(field, strnlen(field, size)));
+  return gbkText(std::string(field, strnlen(field, size)));
 }
 
 template <std::size_t N>
 std::string gbkFieldText(const char (&field)[N]) {
   return gbkFieldText(field, N);
+}
+
+// A vendor text field copied straight into a record's string, with no
+// temporary in between.
+template <std::size_t N>
+void assignField(std::string& out, const char (&field)[N]) {
+  out.assign(field, fieldLength(field));
 }
 
 template <std::size_t N>
@@ -71,8 +79,8 @@ template <typename Record>
 void fillOrderCommon(const xti::VendorOrder& order, Record& record) {
   record.codeId.kind = 1;
   record.codeId.exchange = exchangeIdOfField(order.m_strExchangeID);
-  record.codeId.code = fieldText(order.m_strInstrumentID);
-  record.exchangeOrderId = fieldText(order.m_strOrderSysID);
+  assignField(record.codeId.code, order.m_strInstrumentID);
+  assignField(record.exchangeOrderId, order.m_strOrderSysID);
   record.statusMessage = gbkFieldText(order.m_strErrorMsg);
   record.orderTime = vendorTimeToMillis(order.m_strInsertDate, order.m_strInsertTime);
   record.volume = order.m_nVolumeTotalOriginal;
@@ -164,17 +172,26 @@ void fillAccountHeader(const SessionConfig& config, AccountHeader& header) {
   header.codeB = 1;
 }
 
+std::string gbkText(std::string utf8Text) {
+  for (char c : utf8Text) {
+    if (static_cast<unsigned char>(c) >= 0x80) return CodeConvert::utf8_to_gbk(utf8Text);
+  }
+  // ASCII reads the same in UTF-8 and GBK: the text itself is the result, so
+  // the common case (empty and English texts) is not copied a second time.
+  return utf8Text;
+}
+
 std::string wrappedErrorText(const char* utf8Message) {
-  if (utf8Message == nullptr) return CodeConvert::utf8_to_gbk(std::string());
+  if (utf8Message == nullptr) return std::string();
   std::string text;
   const std::size_t length = std::strlen(utf8Message);
   text.reserve(length + 6);
   text.append("[msg=").append(utf8Message, length).append("]");
-  return CodeConvert::utf8_to_gbk(text);
+  return gbkText(std::move(text));
 }
 
 std::string bareErrorText(const char* utf8Message) {
-  return CodeConvert::utf8_to_gbk(utf8Message == nullptr ? std::string() : std::string(utf8Message));
+  return utf8Message == nullptr ? std::string() : gbkText(std::string(utf8Message));
 }
 
 void toOrderDetailRecord(const xti::VendorOrder& order, OrderDetailRecord& record) {
@@ -205,9 +222,9 @@ void toFilledOrderRecord(const xti::VendorOrder& order, OrderFilledRecord& recor
 void toFillRecord(const xti::VendorDeal& deal, FillRecord& record) {
   record.codeId.kind = 1;
   record.codeId.exchange = exchangeIdOfField(deal.m_strExchangeID);
-  record.codeId.code = fieldText(deal.m_strInstrumentID);
-  record.fillReference = fieldText(deal.m_strTradeID);
-  record.fillReference2 = fieldText(deal.m_strOrderSysID);
+  assignField(record.codeId.code, deal.m_strInstrumentID);
+  assignField(record.fillReference, deal.m_strTradeID);
+  assignField(record.fillReference2, deal.m_strOrderSysID);
   record.fillTime = vendorTimeToMillis(deal.m_strTradeDate, deal.m_strTradeTime);
   record.volume = deal.m_nVolume;
   record.price = deal.m_dPrice;
@@ -235,7 +252,7 @@ void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record
 void toPositionRecord(const xti::VendorPosition& position, PositionRecord& record) {
   record.codeId.kind = 1;
   record.codeId.exchange = exchangeIdOfField(position.m_strExchangeID);
-  record.codeId.code = fieldText(position.m_strInstrumentID);
+  assignField(record.codeId.code, position.m_strInstrumentID);
   const bool set = flagSet(position.m_bIsToday);
   (set ? record.volumeWhenSet : record.volumeWhenClear) = position.m_nPosition;
   record.twoValueCode = hostDirection(position.m_nDirection);
@@ -253,10 +270,10 @@ void toPositionDetailRecord(const xti::VendorPositionDetail& detail, const Sessi
   record.codeB = header.codeB;
   // kind keeps its default: this record never sets it.
   record.codeId.exchange = exchangeIdOfField(detail.m_strExchangeID);
-  record.codeId.code = fieldText(detail.m_strInstrumentID);
+  assignField(record.codeId.code, detail.m_strInstrumentID);
   record.detailNumber1 = textToIntClamped(fieldText(detail.m_strTradingDay).c_str());
   record.detailNumber2 = textToIntClamped(fieldText(detail.m_strOpenDate).c_str());
-  record.detailReference = fieldText(detail.m_strTradeID);
+  assignField(record.detailReference, detail.m_strTradeID);
   record.twoValueCode = hostDirection(detail.m_nDirection);
   record.side = flagSet(detail.m_bIsToday) ? 1 : 2;
   // The vendor's 32-bit sum, wrapping as 32-bit arithmetic does, then widened.

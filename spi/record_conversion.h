@@ -65,6 +65,10 @@ void fallbackClientId(int32_t vendorOrderId, ClientId& id);
 // copy of the settings.
 void fillAccountHeader(const SessionConfig& config, AccountHeader& header);
 
+// A UTF-8 text in GBK, through the host's converter; an ASCII text is
+// returned as it is (moved, not copied).
+std::string gbkText(std::string utf8Text);
+
 // Error texts for the host, GBK: "[msg=" + text + "]" for the status (empty
 // for a null text) and the bare text for a record's statusMessage.
 std::string wrappedErrorText(const char* utf8Message);
