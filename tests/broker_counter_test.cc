@@ -369,7 +369,7 @@ TEST(BrokerOrderTest, PriceWalkIsReproducibleAndStaysInTheBand) {
       s.recorder.clear();
       s.api->stepPriceWalk();
       s.api->queryPosition("88001234", 2, "");
-      const Recorded& m2409 = s.recorder.eventsOf("positions").front();
+      const Recorded m2409 = s.recorder.eventsOf("positions").front();
       prices.push_back(m2409.position.m_dLastPrice);
     }
     return prices;
