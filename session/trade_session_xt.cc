@@ -115,13 +115,16 @@ ResultStatus TradeSessionXT::release() {
   if (api != nullptr) {
     // joinAll runs on a detached worker: it returns only when the library's
     // threads have ended, which happens after the shutdown below.
-    auto started = std::make_shared<std::atomic<bool>>(false);
+    // The worker reports its start through a promise rather than a flag
+    // polled every 10 ms: the wait ends as soon as it runs.
+    auto started = std::make_shared<std::promise<void>>();
+    std::future<void> running = started->get_future();
     std::thread worker([started] {
-      started->store(true);
+      started->set_value();
       xti::XtTraderApi::joinAll();
     });
     worker.detach();
-    while (!started->load()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    running.wait();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     api->shutdown();
     delete api;
