@@ -6,7 +6,8 @@
 //    Each runs its Counter operation with the mutex held, then lets go of it
 //    and either queues the answers for the callback thread (the usual case,
 //    returning at once) or, in synchronous mode, delivers them on the calling
-//    thread before returning.
+//    thread before returning (without the reply latency; the answers of
+//    requests made at the same time on several threads may then interleave).
 //  - The callback thread runs run(): it delivers queued answers in order, each
 //    no earlier than the configured reply latency after its request, and runs
 //    the price walk's steps. It leaves run() after shutdown().
