@@ -14,6 +14,7 @@
 #include <direct.h>
 #else
 #include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 namespace xti {
@@ -200,6 +201,11 @@ TEST(BrokerConfigTest, UnreadableFileIsAnErrorNamingIt) {
   mkdir(folder.c_str(), 0700);
 #endif
   const ConfigResult r = loadConfig(folder);
+#if defined(_WIN32)
+  _rmdir(folder.c_str());
+#else
+  rmdir(folder.c_str());
+#endif
   EXPECT_FALSE(r.ok);
   EXPECT_NE(r.error.find(folder), std::string::npos) << r.error;
 }
@@ -237,6 +243,7 @@ TEST(BrokerConfigTest, GbkPathFindsTheUtf8NamedFolder) {
   }
   const ConfigResult r = loadConfig(configPathFor((gbkFolder + "\\xt_config").c_str()));
   std::remove((utf8Folder + "/xt_config").c_str());
+  rmdir(utf8Folder.c_str());
   ASSERT_TRUE(r.ok) << r.error;
   EXPECT_NE(r.config.findUser("dora"), nullptr);
   EXPECT_EQ(gbkToUtf8(gbkFolder), utf8Folder);
