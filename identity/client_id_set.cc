@@ -20,7 +20,9 @@ XtClientIdSet::~XtClientIdSet() KS_NO_THREAD_SAFETY_ANALYSIS {
 
 void XtClientIdSet::add(int requestId, const ClientId& id) {
   MutexLock lock(mutex);
-  requestMap[requestId] = id;
+  // insert_or_assign copy-constructs a new entry's strings in place, where
+  // operator[] would build empty ones and then assign them.
+  requestMap.insert_or_assign(requestId, id);
 }
 
 bool XtClientIdSet::update(int requestId, int orderId) {
@@ -28,8 +30,8 @@ bool XtClientIdSet::update(int requestId, int orderId) {
   auto found = requestMap.find(requestId);
   if (found == requestMap.end()) return false;
   const ClientId& id = found->second;
-  orderMap[orderId] = id;
-  keyMap[clientIdKey(id)] = orderId;
+  orderMap.insert_or_assign(orderId, id);
+  keyMap.insert_or_assign(clientIdKey(id), orderId);
   return true;
 }
 

@@ -30,7 +30,7 @@ class PendingOrderBook {
   // Files a copy of `request`, replacing an entry under the same number.
   void put(int requestId, const Request& request) KS_EXCLUDES(mutex) {
     MutexLock lock(mutex);
-    entries[requestId] = request;
+    entries.insert_or_assign(requestId, request);  // a new entry is copy-constructed in place
   }
 
   // Moves the entry under `requestId` into `out` and removes it. Returns false,
