@@ -86,11 +86,12 @@ std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offs
   request.offsetFlag = offset == Offset::kOpen ? 1 : offset == Offset::kCloseToday ? 5 : 4;
   request.hedgeFlag = 1;
   const int requestId = nextRequestId();
+  char priceText[32] = "any price";
+  if (price != 0) std::snprintf(priceText, sizeof(priceText), "%.2f", price);
   char line[160];
   std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %lld @ %s",
                 requestId, request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
-                side == Side::kBuy ? "buy" : "sell", instrument.code.c_str(), volume,
-                price == 0 ? "any price" : std::to_string(price).c_str());
+                side == Side::kBuy ? "buy" : "sell", instrument.code.c_str(), volume, priceText);
   host_.note(line);
   const kestrel::ResultStatus status = session_->sendOrder(requestId, request);
   if (status.code != 0) {
