@@ -55,8 +55,9 @@ class TradeSessionXT : public ITradeSession {
   using VendorQuery = void (xti::XtTraderApi::*)(const char*, int, const char*);
 
   // The fund account to trade on: the smallest logged-in account key, or an
-  // empty text when none is known.
-  std::string getFundAccount();
+  // empty text when none is known. Takes the receiver's account-set lock for
+  // the read, so the caller must not hold it.
+  std::string getFundAccount() KS_EXCLUDES(spi->accountSetMutex);
   ResultStatus query(int requestId, VendorQuery vendorQuery);
   // The address of the first configured server, without any leading run of
   // the characters t, c, p, ':' and '/'.
