@@ -2,13 +2,15 @@
 # Installs what the build needs from Debian's archive, and only what is
 # missing. Usage: scripts/setup.sh [group...]; groups: base (default),
 # clang (sanitizers, thread-safety analysis, fuzzing), windows (mingw-w64 and
-# Wine), bench (plotting is done without extra packages).
+# Wine), bench (the benchmark's scripts: python3's standard library draws the
+# chart; valgrind counts instructions for scripts/bench_callgrind.sh).
 set -euo pipefail
 
 declare -A GROUPS_PACKAGES=(
   [base]="cmake ninja-build g++ make libboost-date-time-dev libboost-dev googletest libgtest-dev libbenchmark-dev"
   [clang]="clang libclang-rt-14-dev"
   [windows]="g++-mingw-w64-x86-64-posix wine wine64"
+  [bench]="libbenchmark-dev python3 valgrind"
 )
 
 groups=("$@")

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Runs the benchmark suite once and turns its JSON output into the figures
+# table (printed) and the push-cost chart (docs/perf/push_cost.svg).
+#
+# Usage: scripts/bench_run.sh BUILD_DIR [extra benchmark flags...]
+# The build directory must hold a built ks_bench (configure with
+# -DKS_BUILD_BENCHMARKS=ON). Writes BUILD_DIR/bench.json and
+# BUILD_DIR/bench-console.txt.
+set -euo pipefail
+
+build=${1:?usage: scripts/bench_run.sh BUILD_DIR [benchmark flags...]}
+shift
+root=$(cd "$(dirname "$0")/.." && pwd)
+bench="$build/bin/ks_bench"
+json="$build/bench.json"
+console="$build/bench-console.txt"
+repetitions=${BENCH_REPETITIONS:-7}
+min_time=${BENCH_MIN_TIME:-0.2}
+
+[ -x "$bench" ] || { echo "bench_run: $bench not built" >&2; exit 1; }
+
+echo "bench_run: $repetitions repetitions of every benchmark, medians (about 3 minutes)..." >&2
+"$bench" \
+  --benchmark_repetitions="$repetitions" \
+  --benchmark_min_time="$min_time" \
+  --benchmark_report_aggregates_only=true \
+  --benchmark_out="$json" \
+  --benchmark_out_format=json \
+  "$@" >"$console" 2>&1 || { cat "$console" >&2; exit 1; }
+
+python3 "$root/scripts/bench_table.py" "$json"
+mkdir -p "$root/docs/perf"
+python3 "$root/scripts/bench_chart.py" "$json" "$root/docs/perf/push_cost.svg"
+echo "bench_run: raw results in $json, chart in docs/perf/push_cost.svg" >&2
