@@ -8,7 +8,9 @@
 // Linux: glibc iconv with explicit code sets, one descriptor per thread and
 // direction, opened on first use and reset only after an error; never the
 // process locale. Windows: code page 936 named explicitly, never the ANSI
-// code page.
+// code page; UTF-8 decoded here so that bad input gives the same '?'s as on
+// Linux. The two agree byte for byte except that glibc drops the tag
+// characters U+E0000-U+E007F, which Windows turns into '?'.
 #include "plugin/common.h"
 
 #include <cstddef>
@@ -33,31 +35,136 @@ bool isAscii(const char* data, std::size_t size) {
 
 #if defined(_WIN32)
 
+// Code page 936 is named explicitly: the ANSI code page differs between
+// machines (Wine defaults to 1252).
 constexpr UINT kGbkCodePage = 936;
 
-std::wstring toWide(UINT codePage, const char* data, std::size_t size) {
-  if (size == 0) return std::wstring();
-  int n = MultiByteToWideChar(codePage, 0, data, static_cast<int>(size), nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(n), L'\0');
-  MultiByteToWideChar(codePage, 0, data, static_cast<int>(size), &wide[0], n);
-  return wide;
+// The conversion functions take int lengths; longer texts go in pieces this
+// long, which never split a unit (the UTF-16 below holds no surrogates).
+constexpr std::size_t kChunk = std::size_t{1} << 24;
+
+// Whether a code point goes to GBK as '?' without asking the code page: a
+// surrogate (no character on its own), anything past the basic plane (code
+// page 936 holds none of it), and the private use area, which code page 936
+// maps to its user-defined areas but glibc's GBK, and with it the Linux
+// build, does not hold.
+bool outsideGbk(char32_t code) {
+  return (code >= 0xD800 && code <= 0xDFFF) || (code >= 0xE000 && code <= 0xF8FF) || code > 0xFFFF;
 }
 
-std::string fromWide(UINT codePage, const wchar_t* data, std::size_t size) {
-  if (size == 0) return std::string();
-  const bool gbk = codePage == kGbkCodePage;
-  const char fallback = '?';
-  int n = WideCharToMultiByte(codePage, 0, data, static_cast<int>(size), nullptr, 0,
-                              gbk ? &fallback : nullptr, nullptr);
-  std::string out(static_cast<std::size_t>(n), '\0');
-  WideCharToMultiByte(codePage, 0, data, static_cast<int>(size), &out[0], n,
-                      gbk ? &fallback : nullptr, nullptr);
+// Text in a multi-byte encoding to UTF-16, unit by unit: ASCII bytes pass
+// as they are; at any other byte, `decodeUnit(bytes, left, out)` looks at the
+// `left` bytes from there, appends one UTF-16 unit and returns how many bytes
+// it used (at least one).
+template <typename DecodeUnit>
+std::wstring toUtf16(const std::string& text, DecodeUnit decodeUnit) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t size = text.size();
+  std::wstring out;
+  out.reserve(size);
+  std::size_t i = 0;
+  while (i < size) {
+    if (bytes[i] < 0x80) {
+      out.push_back(static_cast<wchar_t>(bytes[i]));
+      ++i;
+    } else {
+      i += decodeUnit(bytes + i, size - i, out);
+    }
+  }
   return out;
 }
 
-std::string convert(UINT from, UINT to, const std::string& text) {
-  std::wstring wide = toWide(from, text.data(), text.size());
-  return fromWide(to, wide.data(), wide.size());
+// UTF-8, decoded here because MultiByteToWideChar's replacement rules differ
+// from iconv's. A lead byte (C2-F4) followed by its full count of
+// continuation bytes is one unit: it becomes its character, or one '?' when
+// it is not a Unicode scalar value in its shortest form or is outsideGbk().
+// Every other non-ASCII byte becomes one '?' on its own. The result holds no
+// surrogates.
+std::size_t decodeUtf8Unit(const unsigned char* bytes, std::size_t left, std::wstring& out) {
+  static constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  const unsigned char lead = bytes[0];
+  const std::size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
+                             : lead >= 0xE0 && lead <= 0xEF ? 3
+                             : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                            : 0;
+  bool complete = length != 0 && length <= left;
+  char32_t code = lead & (0x7Fu >> length);
+  for (std::size_t k = 1; complete && k < length; ++k) {
+    complete = (bytes[k] & 0xC0) == 0x80;
+    code = (code << 6) | (bytes[k] & 0x3Fu);
+  }
+  if (!complete) {
+    out.push_back(L'?');
+    return 1;
+  }
+  out.push_back(code < kSmallest[length] || outsideGbk(code) ? L'?' : static_cast<wchar_t>(code));
+  return length;
+}
+
+// A host's UTF-16 with each surrogate pair (one character) and each other
+// outsideGbk() unit replaced by one '?', as Linux replaces each such UTF-32
+// unit.
+std::wstring forGbk(const std::wstring& text) {
+  std::wstring out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const wchar_t unit = text[i];
+    if (!outsideGbk(unit)) {
+      out.push_back(unit);
+      continue;
+    }
+    out.push_back(L'?');
+    const bool highSurrogate = unit >= 0xD800 && unit <= 0xDBFF;
+    if (highSurrogate && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+      ++i;
+    }
+  }
+  return out;
+}
+
+// UTF-16 without surrogates to code page 936 or UTF-8, in one pass: a unit
+// takes at most two bytes in 936 and three in UTF-8. For 936, a character the
+// code page cannot hold becomes one '?', with no best-fit look-alikes; the
+// default character is a NUL-terminated text because for a double-byte code
+// page the system may read two bytes of it.
+std::string fromUtf16(UINT codePage, const std::wstring& text) {
+  const bool gbk = codePage == kGbkCodePage;
+  const DWORD flags = gbk ? WC_NO_BEST_FIT_CHARS : 0;
+  static const char fallback[] = "?";
+  const std::size_t widest = gbk ? 2 : 3;
+  std::string out;
+  for (std::size_t at = 0; at < text.size(); at += kChunk) {
+    const std::size_t count = text.size() - at < kChunk ? text.size() - at : kChunk;
+    const std::size_t offset = out.size();
+    out.resize(offset + count * widest);
+    const int n = WideCharToMultiByte(codePage, flags, text.data() + at, static_cast<int>(count),
+                                      &out[offset], static_cast<int>(count * widest),
+                                      gbk ? fallback : nullptr, nullptr);
+    if (n > 0) {
+      out.resize(offset + static_cast<std::size_t>(n));
+    } else {
+      out.replace(offset, std::string::npos, count, '?');
+    }
+  }
+  return out;
+}
+
+// GBK. A lead byte (81-FE) and the byte after it are one unit, any other
+// byte is a unit of its own; a unit that code page 936 does not map to a
+// character, or maps into the private use area (see outsideGbk), becomes one
+// '?', as does a lead byte that ends the text.
+std::size_t decodeGbkUnit(const unsigned char* bytes, std::size_t left, std::wstring& out) {
+  const std::size_t length = bytes[0] >= 0x81 && bytes[0] <= 0xFE ? 2 : 1;
+  if (length > left) {
+    out.push_back(L'?');
+    return 1;
+  }
+  wchar_t unit[2];
+  const int n = MultiByteToWideChar(kGbkCodePage, MB_ERR_INVALID_CHARS,
+                                    reinterpret_cast<const char*>(bytes), static_cast<int>(length),
+                                    unit, 2);
+  out.push_back(n == 1 && !outsideGbk(unit[0]) ? unit[0] : L'?');
+  return length;
 }
 
 #else  // iconv
@@ -154,6 +261,34 @@ Converter& gbkToUtf8() {
   return converter;
 }
 
+// glibc's converters skip the Unicode tag characters U+E0000-U+E007F without
+// reporting them, so they would vanish instead of becoming a '?' like every
+// other character GBK cannot hold. These two replace each one with '?'
+// before the text reaches iconv (in UTF-8 they are F3 A0 80-81 80-BF).
+std::string withTagsReplaced(const std::string& text) {
+  std::string out;
+  std::size_t from = 0;
+  for (std::size_t at = text.find("\xF3\xA0"); at != std::string::npos;
+       at = text.find("\xF3\xA0", at + 1)) {
+    if (at + 3 >= text.size() || (text[at + 2] & 0xFE) != '\x80' ||
+        (text[at + 3] & 0xC0) != '\x80' || at < from) {
+      continue;
+    }
+    out.append(text, from, at - from).append(1, '?');
+    from = at + 4;
+  }
+  if (from == 0) return text;
+  return out.append(text, from, std::string::npos);
+}
+
+std::wstring withTagsReplaced(const std::wstring& text) {
+  std::wstring out = text;
+  for (wchar_t& c : out) {
+    if (static_cast<unsigned long>(c) >= 0xE0000 && static_cast<unsigned long>(c) <= 0xE007F) c = L'?';
+  }
+  return out;
+}
+
 #endif
 
 }  // namespace
@@ -161,9 +296,10 @@ Converter& gbkToUtf8() {
 std::string CodeConvert::utf8_to_gbk(const std::string& text) {
   if (isAscii(text.data(), text.size())) return text;
 #if defined(_WIN32)
-  return convert(CP_UTF8, kGbkCodePage, text);
+  return fromUtf16(kGbkCodePage, toUtf16(text, decodeUtf8Unit));
 #else
-  return utf8ToGbk().run(text.data(), text.size());
+  const std::string input = withTagsReplaced(text);
+  return utf8ToGbk().run(input.data(), input.size());
 #endif
 }
 
@@ -177,17 +313,18 @@ std::string CodeConvert::unicode_to_gbk(const std::wstring& text) {
   }
   if (ascii) return std::string(text.begin(), text.end());
 #if defined(_WIN32)
-  return fromWide(kGbkCodePage, text.data(), text.size());
+  return fromUtf16(kGbkCodePage, forGbk(text));
 #else
-  return wideToGbk().run(reinterpret_cast<const char*>(text.data()),
-                         text.size() * sizeof(wchar_t));
+  const std::wstring input = withTagsReplaced(text);
+  return wideToGbk().run(reinterpret_cast<const char*>(input.data()),
+                         input.size() * sizeof(wchar_t));
 #endif
 }
 
 std::string CodeConvert::gbk_to_utf8(const std::string& text) {
   if (isAscii(text.data(), text.size())) return text;
 #if defined(_WIN32)
-  return convert(kGbkCodePage, CP_UTF8, text);
+  return fromUtf16(CP_UTF8, toUtf16(text, decodeGbkUnit));
 #else
   return gbkToUtf8().run(text.data(), text.size());
 #endif

@@ -8,16 +8,54 @@
 #include <dlfcn.h>
 #endif
 
+#if defined(_WIN32)
+namespace {
+
+// KSTraderAPIPluginXT.dll in the directory of this program, found the way a
+// host finds its plug-ins: through the program's own module path, not the
+// DLL search order.
+std::wstring pluginBesideProgram() {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD n = GetModuleFileNameW(nullptr, &path[0], static_cast<DWORD>(path.size()));
+    if (n == 0) return L"KSTraderAPIPluginXT.dll";
+    if (n < path.size()) {
+      path.resize(n);
+      break;
+    }
+    path.resize(path.size() * 2);
+  }
+  return path.substr(0, path.find_last_of(L"\\/") + 1) + L"KSTraderAPIPluginXT.dll";
+}
+
+// A path given on the command line, which arrives in the ANSI code page.
+std::wstring widenArgument(const std::string& text) {
+  const int n = MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(n > 0 ? n : 0), L'\0');
+  if (n > 0) {
+    MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), &wide[0], n);
+  }
+  return wide;
+}
+
+}  // namespace
+#endif
+
 int main(int argc, char** argv) {
   std::string path = argc > 1 ? argv[1] : "";
 #if defined(_WIN32)
-  if (path.empty()) path = "KSTraderAPIPluginXT.dll";
-  HMODULE library = LoadLibraryA(path.c_str());
+  const std::wstring widePath = path.empty() ? pluginBesideProgram() : widenArgument(path);
+  // The DLLs the plug-in needs (Common, XtTraderApi) are looked for beside
+  // this program, where the default path puts the plug-in too.
+  HMODULE library = LoadLibraryW(widePath.c_str());
   if (library == nullptr) {
-    std::fprintf(stderr, "cannot load %s\n", path.c_str());
+    std::fprintf(stderr, "cannot load %ls (error %lu)\n", widePath.c_str(), GetLastError());
     return 1;
   }
-  auto info = reinterpret_cast<const char* (*)()>(GetProcAddress(library, "GetPluginInfo"));
+  // GetProcAddress returns a generic function pointer; the cast through
+  // void (*)() says the conversion to the real type is intended.
+  auto info = reinterpret_cast<const char* (*)()>(
+      reinterpret_cast<void (*)()>(GetProcAddress(library, "GetPluginInfo")));
 #else
   if (path.empty()) {
     std::string self = argv[0];

@@ -19,12 +19,30 @@ std::wstring widen(const std::string& utf8) {
   MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), &wide[0], n);
   return wide;
 }
+
+// Loads a DLL named by a path. A bare file name goes through the normal DLL
+// search; any other path is made absolute and loaded with
+// LOAD_WITH_ALTERED_SEARCH_PATH, so that the DLLs it needs (Common,
+// XtTraderApi) are looked for in its own directory first, as $ORIGIN does on
+// Linux; plain LoadLibraryW would look beside this program instead.
+HMODULE loadByPath(const std::wstring& path) {
+  if (path.find_first_of(L"\\/:") == std::wstring::npos) return LoadLibraryW(path.c_str());
+  const DWORD size = GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
+  if (size == 0) return nullptr;
+  std::wstring full(size, L'\0');
+  const DWORD length = GetFullPathNameW(path.c_str(), size, &full[0], nullptr);
+  if (length == 0 || length >= size) return nullptr;
+  full.resize(length);
+  return LoadLibraryExW(full.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
 #endif
 
 template <typename Function>
 Function symbolOf(void* handle, const char* name) {
 #if defined(_WIN32)
-  return reinterpret_cast<Function>(GetProcAddress(static_cast<HMODULE>(handle), name));
+  // Through void (*)(): the conversion from the generic FARPROC is intended.
+  return reinterpret_cast<Function>(
+      reinterpret_cast<void (*)()>(GetProcAddress(static_cast<HMODULE>(handle), name)));
 #else
   return reinterpret_cast<Function>(dlsym(handle, name));
 #endif
@@ -34,7 +52,7 @@ Function symbolOf(void* handle, const char* name) {
 
 bool PluginLibrary::load(const std::string& path) {
 #if defined(_WIN32)
-  return loadHandle(LoadLibraryW(widen(path).c_str()), path);
+  return loadHandle(loadByPath(widen(path)), path);
 #else
   return loadHandle(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL), path);
 #endif
