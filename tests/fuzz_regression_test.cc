@@ -19,6 +19,7 @@
 #include "fuzz/fuzz_checks.h"
 
 #if !defined(KS_FUZZ_COUNTER_CONFIG)
+#include "plugin/common.h"
 #include "plugin/xt_records.h"
 #include "spi/record_conversion.h"
 #endif
@@ -91,6 +92,18 @@ TEST_F(FuzzRegressionTest, FailureReportUnderRequestNumberMinusOne) {
   const int32_t requestId = -1;
   std::memcpy(&bytes[9 + offsetof(xti::VendorOrderError, m_nRequestID)], &requestId, 4);
   run(checkVendorRecords, bytes);
+}
+
+// Found by code_convert_fuzzer: U+E0040 (F3 A0 81 80), a tag character,
+// vanished in utf8_to_gbk because glibc's iconv skips tag characters without
+// an error. Like every character GBK cannot hold it becomes one '?'.
+TEST_F(FuzzRegressionTest, TagCharacterBecomesOneQuestionMark) {
+  const std::string tag("\xF3\xA0\x81\x80", 4);
+  run(checkCodeConvert, tag);
+  EXPECT_EQ(CodeConvert::utf8_to_gbk(tag), "?");
+  EXPECT_EQ(CodeConvert::utf8_to_gbk("a" + tag + "\xE7\x8A\xB6" + tag), "a?\xD7\xB4?");
+  EXPECT_EQ(CodeConvert::unicode_to_gbk(std::wstring(1, static_cast<wchar_t>(0xE0040))), "?");
+  EXPECT_EQ(CodeConvert::utf8_to_gbk("\xF3\xA0\x81"), "???") << "cut short: a '?' per byte";
 }
 
 // Records whose every byte is set: no NUL in any text field.

@@ -9,8 +9,8 @@
 // direction, opened on first use and reset only after an error; never the
 // process locale. Windows: code page 936 named explicitly, never the ANSI
 // code page; UTF-8 decoded here so that bad input gives the same '?'s as on
-// Linux. The two agree byte for byte except that glibc drops the tag
-// characters U+E0000-U+E007F, which Windows turns into '?'.
+// Linux. The two agree byte for byte (glibc drops the tag characters
+// U+E0000-U+E007F; the Linux code turns each into '?' before iconv).
 #include "plugin/common.h"
 
 #include <cstddef>
@@ -262,31 +262,26 @@ Converter& gbkToUtf8() {
 }
 
 // glibc's converters skip the Unicode tag characters U+E0000-U+E007F without
-// reporting them, so they would vanish instead of becoming a '?' like every
-// other character GBK cannot hold. These two replace each one with '?'
-// before the text reaches iconv (in UTF-8 they are F3 A0 80-81 80-BF).
+// reporting them, so they would vanish instead of becoming one '?' like every
+// other character GBK cannot hold. Texts holding one are given to iconv with
+// each replaced by '?' (in UTF-8 they are F3 A0 80-81 80-BF).
+constexpr char kTagLead[] = "\xF3\xA0";
+
+bool isTag(unsigned long code) { return code >= 0xE0000 && code <= 0xE007F; }
+
 std::string withTagsReplaced(const std::string& text) {
   std::string out;
   std::size_t from = 0;
-  for (std::size_t at = text.find("\xF3\xA0"); at != std::string::npos;
-       at = text.find("\xF3\xA0", at + 1)) {
-    if (at + 3 >= text.size() || (text[at + 2] & 0xFE) != '\x80' ||
-        (text[at + 3] & 0xC0) != '\x80' || at < from) {
-      continue;
-    }
+  for (std::size_t at = text.find(kTagLead); at != std::string::npos;
+       at = text.find(kTagLead, at + 1)) {
+    if (at < from || at + 3 >= text.size()) continue;
+    const auto third = static_cast<unsigned char>(text[at + 2]);
+    const auto fourth = static_cast<unsigned char>(text[at + 3]);
+    if ((third != 0x80 && third != 0x81) || (fourth & 0xC0) != 0x80) continue;
     out.append(text, from, at - from).append(1, '?');
     from = at + 4;
   }
-  if (from == 0) return text;
   return out.append(text, from, std::string::npos);
-}
-
-std::wstring withTagsReplaced(const std::wstring& text) {
-  std::wstring out = text;
-  for (wchar_t& c : out) {
-    if (static_cast<unsigned long>(c) >= 0xE0000 && static_cast<unsigned long>(c) <= 0xE007F) c = L'?';
-  }
-  return out;
 }
 
 #endif
@@ -298,8 +293,11 @@ std::string CodeConvert::utf8_to_gbk(const std::string& text) {
 #if defined(_WIN32)
   return fromUtf16(kGbkCodePage, toUtf16(text, decodeUtf8Unit));
 #else
-  const std::string input = withTagsReplaced(text);
-  return utf8ToGbk().run(input.data(), input.size());
+  if (text.find(kTagLead) != std::string::npos) {
+    const std::string input = withTagsReplaced(text);
+    return utf8ToGbk().run(input.data(), input.size());
+  }
+  return utf8ToGbk().run(text.data(), text.size());
 #endif
 }
 
@@ -315,7 +313,10 @@ std::string CodeConvert::unicode_to_gbk(const std::wstring& text) {
 #if defined(_WIN32)
   return fromUtf16(kGbkCodePage, forGbk(text));
 #else
-  const std::wstring input = withTagsReplaced(text);
+  std::wstring input = text;
+  for (wchar_t& c : input) {
+    if (isTag(static_cast<unsigned long>(c))) c = L'?';
+  }
   return wideToGbk().run(reinterpret_cast<const char*>(input.data()),
                          input.size() * sizeof(wchar_t));
 #endif
