@@ -51,3 +51,26 @@ bench:
 	cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKS_BUILD_BENCHMARKS=ON $(CMAKE_FLAGS)
 	cmake --build $(BENCH_BUILD) -j $(JOBS) --target ks_bench
 	scripts/bench_run.sh $(BENCH_BUILD)
+
+# Clang builds that prove the plug-in clean (scripts/setup.sh clang): the
+# whole suite under AddressSanitizer + UndefinedBehaviorSanitizer, and under
+# ThreadSanitizer, with -Werror and the thread-safety analysis; the libFuzzer
+# targets for FUZZ_SECONDS each. The presets (CMakePresets.json) build in
+# build-asan, build-tsan and build-fuzz. KS_STRESS_SCALE enlarges the stress
+# and teardown tests.
+FUZZ_SECONDS ?= 20
+
+.PHONY: setup-clang test-asan test-tsan fuzz
+
+setup-clang: setup
+	@scripts/setup.sh clang
+
+test-asan test-tsan: test-%: setup-clang
+	cmake --preset $*
+	cmake --build --preset $* -j $(JOBS)
+	ctest --preset $* -j $(JOBS)
+
+fuzz: setup-clang
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh build-fuzz
