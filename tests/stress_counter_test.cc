@@ -454,7 +454,7 @@ TEST_P(CounterStackTest, ReleaseWhileTheCounterWalksOverRestingOrders) {
     TradeSessionXT* session = openSession(host);
     // Resting orders on both sides of the market: the walk fills some of
     // them while the session is being released.
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 30; ++i) {
       AccountOrderNewRequest order = mixedOrder(10 + i, 4);
       order.price = 3650 + (i % 2 == 0 ? -1 : 1) * (1 + i / 2);
       order.direction = i % 2 == 0 ? 1 : 2;
