@@ -1,7 +1,6 @@
 // Record conversion: code mappings, exchange lookup, times, numbers, and every
 // vendor record turned into its host record.
 #include <cstring>
-#include <ctime>
 #include <limits>
 #include <string>
 
@@ -16,20 +15,18 @@ namespace {
 
 using testing::setText;
 
-// UTC milliseconds of a UTC wall-clock time, by the C library's calendar.
+// UTC milliseconds of a UTC wall-clock time, counted day by day: a reference
+// independent of the code under test (and of C libraries that refuse dates
+// before 1970).
 int64_t utcMillis(int year, int month, int day, int hour, int minute, int second) {
-  std::tm tm{};
-  tm.tm_year = year - 1900;
-  tm.tm_mon = month - 1;
-  tm.tm_mday = day;
-  tm.tm_hour = hour;
-  tm.tm_min = minute;
-  tm.tm_sec = second;
-#if defined(_WIN32)
-  return static_cast<int64_t>(_mkgmtime(&tm)) * 1000;
-#else
-  return static_cast<int64_t>(timegm(&tm)) * 1000;
-#endif
+  auto leap = [](int y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; };
+  static const int kMonthDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  int64_t days = 0;
+  for (int y = 1970; y < year; ++y) days += leap(y) ? 366 : 365;
+  for (int y = year; y < 1970; ++y) days -= leap(y) ? 366 : 365;
+  for (int m = 1; m < month; ++m) days += kMonthDays[m - 1] + (m == 2 && leap(year) ? 1 : 0);
+  days += day - 1;
+  return ((days * 24 + hour) * 60 + minute) * 60000 + second * 1000;
 }
 
 class ConversionTest : public ::testing::Test {
