@@ -18,7 +18,7 @@ namespace {
 // benchmark whose data grows, such as sendOrder or the registry's add. The
 // heap is therefore made once, up front: all threads allocate from one arena
 // (the vendor threads too, which file the registry's entries), freed memory
-// stays in the process, and 256 MiB of it is touched and freed before the
+// stays in the process, and 1 GiB of it is touched and freed before the
 // first benchmark. The figures are then the plug-in's own work on a warm
 // heap, as in a host that has been trading for a while.
 void warmHeap() {
@@ -27,7 +27,7 @@ void warmHeap() {
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
   mallopt(M_MMAP_THRESHOLD, 1 << 30);
   constexpr std::size_t kBlock = 4096;
-  constexpr std::size_t kTotal = std::size_t{256} << 20;
+  constexpr std::size_t kTotal = std::size_t{1} << 30;
   std::vector<std::unique_ptr<char[]>> blocks;
   blocks.reserve(kTotal / kBlock);
   for (std::size_t done = 0; done < kTotal; done += kBlock) {

@@ -25,8 +25,13 @@ def _time_field(entry):
 
 
 def figures(data):
-    """Maps each run name to {"ns": median time, "counters": {...}}."""
+    """Maps each run name to {"ns": median time, "cv": spread, "counters": {...}}.
+
+    "cv" is the coefficient of variation of the repetitions (stddev / mean),
+    None for a benchmark that ran once.
+    """
     medians = {}
+    spreads = {}
     singles = {}
     for entry in data.get("benchmarks", []):
         if entry.get("error_occurred"):
@@ -38,14 +43,19 @@ def figures(data):
             for k, v in entry.items()
             if k not in _STANDARD_KEYS and isinstance(v, (int, float))
         }
-        value = {"ns": ns, "counters": counters}
+        value = {"ns": ns, "cv": None, "counters": counters}
         if entry.get("run_type") == "aggregate":
             if entry.get("aggregate_name") == "median":
                 medians[run] = value
+            elif entry.get("aggregate_name") == "cv":
+                spreads[run] = entry[_time_field(entry)]
         else:
             singles.setdefault(run, value)
     result = dict(singles)
     result.update(medians)
+    for run, cv in spreads.items():
+        if run in result:
+            result[run]["cv"] = cv
     return result
 
 

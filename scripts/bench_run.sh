@@ -14,14 +14,18 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 bench="$build/bin/ks_bench"
 json="$build/bench.json"
 console="$build/bench-console.txt"
-repetitions=${BENCH_REPETITIONS:-7}
+repetitions=${BENCH_REPETITIONS:-9}
 min_time=${BENCH_MIN_TIME:-0.2}
 
 [ -x "$bench" ] || { echo "bench_run: $bench not built" >&2; exit 1; }
 
 echo "bench_run: $repetitions repetitions of every benchmark, medians (about 3 minutes)..." >&2
+# Random interleaving spreads each benchmark's repetitions over the whole run,
+# so that a burst of load from other programs spoils a few repetitions of
+# many benchmarks (which the medians absorb) rather than all of a few.
 "$bench" \
   --benchmark_repetitions="$repetitions" \
+  --benchmark_enable_random_interleaving=true \
   --benchmark_min_time="$min_time" \
   --benchmark_report_aggregates_only=true \
   --benchmark_out="$json" \

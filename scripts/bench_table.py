@@ -3,9 +3,10 @@
 
 Usage: scripts/bench_table.py BENCH_JSON [--markdown]
 
-Each row: the figure, its median, its ratio to the floor (memcpy of a vendor
-order record plus one virtual call into another translation unit), and the
-goal where one is set. A figure missing from the run prints "not run".
+Each row: the figure, its median, the spread of the repetitions (coefficient
+of variation), its ratio to the floor (memcpy of a vendor order record plus
+one virtual call into another translation unit), and the goal where one is
+set. A figure missing from the run prints "not run".
 """
 
 import os
@@ -81,7 +82,7 @@ def build_table(figs):
     for label, prefix, goal, goal_ns in rows():
         fig = bench_common.find(figs, prefix)
         if fig is None:
-            table.append((label, "not run", "", goal, ""))
+            table.append((label, "not run", "", "", goal, ""))
             continue
         ns = fig["ns"]
         extra = ""
@@ -97,22 +98,23 @@ def build_table(figs):
             if "20x" in goal and floor_ns:
                 ok = ok and ns <= 20 * floor_ns
             verdict = "met" if ok else "MISSED"
-        table.append((label, format_ns(ns) + extra, ratio, goal, verdict))
+        spread = f"{fig['cv'] * 100:.0f}%" if fig["cv"] is not None else ""
+        table.append((label, format_ns(ns) + extra, spread, ratio, goal, verdict))
 
     memory = bench_common.find(figs, "BM_RegistryMemory/1000000")
     if memory and "bytes_per_order" in memory["counters"]:
         bpo = memory["counters"]["bytes_per_order"]
         table.append(("registry memory at 1e6 orders (add + update)", f"{bpo:.0f} B/order", "",
-                      "<= 350 B", "met" if bpo <= 350 else "MISSED"))
+                      "", "<= 350 B", "met" if bpo <= 350 else "MISSED"))
     else:
-        table.append(("registry memory at 1e6 orders (add + update)", "not run", "", "<= 350 B",
-                      ""))
+        table.append(("registry memory at 1e6 orders (add + update)", "not run", "", "",
+                      "<= 350 B", ""))
     return table
 
 
 def print_text(table, context):
-    headers = ("figure", "median", "x floor", "goal", "")
-    widths = [max(len(str(r[i])) for r in table + [headers]) for i in range(5)]
+    headers = ("figure", "median", "spread", "x floor", "goal", "")
+    widths = [max(len(str(r[i])) for r in table + [headers]) for i in range(6)]
     print(context)
     line = "  ".join(h.ljust(widths[i]) for i, h in enumerate(headers))
     print(line)
@@ -125,13 +127,18 @@ def print_text(table, context):
 def print_markdown(table, context):
     print(context)
     print()
-    print("| figure | median | × floor | goal | |")
-    print("|---|---:|---:|---|---|")
-    for label, median, ratio, goal, verdict in table:
+    print("| figure | median | spread | × floor | goal | |")
+    print("|---|---:|---:|---:|---|---|")
+    for label, median, spread, ratio, goal, verdict in table:
         label = label.replace("->", "→").strip()
         median = median.replace(" us", " µs")
         goal = goal.replace("<=", "≤").replace("20x", "20×")
-        print(f"| {label} | {median} | {ratio.replace('x', '×')} | {goal} | {verdict} |")
+        print(f"| {label} | {median} | {spread} | {ratio.replace('x', '×')} | {goal} | {verdict} |")
+
+
+def _repetitions(data):
+    counts = [b.get("repetitions", 1) for b in data.get("benchmarks", [])]
+    return max(counts) if counts else 0
 
 
 def main(argv):
@@ -143,7 +150,8 @@ def main(argv):
     header = (f"{context.get('date', '')}: {context.get('num_cpus', '?')} CPUs at "
               f"{context.get('mhz_per_cpu', '?')} MHz; load average "
               f"{', '.join(f'{x:.2f}' for x in context.get('load_avg', []))}; medians of "
-              f"the repetitions, CPU time (wall clock for release and end to end)")
+              f"{_repetitions(data)} repetitions, CPU time (wall clock for release and end to "
+              f"end); spread: coefficient of variation of the repetitions")
     table = build_table(bench_common.figures(data))
     if "--markdown" in argv:
         print_markdown(table, header)
