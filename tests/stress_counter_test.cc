@@ -399,7 +399,9 @@ TEST_P(CounterStackTest, EveryAnswerReachesTheHostOnceWithItsIdentity) {
       ++reports[event.requestId];
       const bool isCancel = event.requestId >= kCancelBase;
       EXPECT_EQ(event.name, isCancel ? "onOrderCanceled" : "onOrderRejected");
-      if (!isCancel) EXPECT_EQ(event.order->clientId, hostId(event.requestId));
+      if (!isCancel) {
+        EXPECT_EQ(event.order->clientId, hostId(event.requestId));
+      }
       continue;
     }
     const ClientId* id = nullptr;
