@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -24,8 +25,8 @@ namespace {
 void warmHeap() {
 #if defined(__GLIBC__)
   mallopt(M_ARENA_MAX, 1);
-  mallopt(M_TRIM_THRESHOLD, 1 << 30);
-  mallopt(M_MMAP_THRESHOLD, 1 << 30);
+  mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());  // above what is warmed
+  mallopt(M_MMAP_THRESHOLD, std::numeric_limits<int>::max());
   constexpr std::size_t kBlock = 4096;
   constexpr std::size_t kTotal = std::size_t{1} << 30;
   std::vector<std::unique_ptr<char[]>> blocks;
