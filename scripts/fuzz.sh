@@ -31,9 +31,11 @@ for target in "${targets[@]}"; do
   fi
   mkdir -p "$scratch/$target"
   log=$build/fuzz-$target.log
-  # -timeout: an input that runs 10 s is a hang; the checks stop libFuzzer
-  # through abort(), ASan and UBSan through their own reports.
-  if "$program" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+  # -timeout: an input that runs 25 s is a hang. Every input here takes
+  # milliseconds; the margin keeps a stalled machine from passing for a hang.
+  # The checks stop libFuzzer through abort(), ASan and UBSan through their
+  # own reports.
+  if "$program" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 \
        -use_value_profile=1 -print_final_stats=1 -artifact_prefix="$findings/$target-" \
        "$scratch/$target" "fuzz/corpus/$target" >"$log" 2>&1; then
     passed=$((passed + 1))
