@@ -198,6 +198,23 @@ class Converter {
       out.assign(size / unitSize_, '?');
       return out;
     }
+    // A short text (every status and error text of a push) is converted in
+    // one call into a stack buffer, so that its result is allocated once at
+    // its final size, or not at all when it fits the string's own storage.
+    // No output of these converters is longer than twice the input; a text
+    // that fails here anyway starts over in the general loop below.
+    char buffer[256];
+    if (size <= sizeof(buffer) / 2) {
+      char* in = const_cast<char*>(data);
+      std::size_t inLeft = size;
+      char* dst = buffer;
+      std::size_t outLeft = sizeof(buffer);
+      if (iconv(cd_, &in, &inLeft, &dst, &outLeft) != static_cast<std::size_t>(-1)) {
+        out.assign(buffer, sizeof(buffer) - outLeft);
+        return out;
+      }
+      iconv(cd_, nullptr, nullptr, nullptr, nullptr);
+    }
     out.resize(size * 2 + 16);
     char* in = const_cast<char*>(data);
     std::size_t inLeft = size;
