@@ -114,17 +114,16 @@ ResultStatus TradeSessionXT::connect() {
 ResultStatus TradeSessionXT::release() {
   if (api != nullptr) {
     // joinAll runs on a detached worker: it returns only when the library's
-    // threads have ended, which happens after the shutdown below.
-    // The worker reports its start through a promise rather than a flag
-    // polled every 10 ms: the wait ends as soon as it runs.
-    auto started = std::make_shared<std::promise<void>>();
-    std::future<void> running = started->get_future();
+    // threads have ended, which happens after the shutdown below. The worker
+    // announces its start through a flag that this thread looks at every
+    // 10 ms; then the library gets 100 ms before it is shut down.
+    auto started = std::make_shared<std::atomic<bool>>(false);
     std::thread worker([started] {
-      started->set_value();
+      started->store(true);
       xti::XtTraderApi::joinAll();
     });
     worker.detach();
-    running.wait();
+    while (!started->load()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     api->shutdown();
     delete api;
