@@ -1,36 +1,23 @@
 // Stress and teardown through the real stack: the plug-in's session over the
-// simulated counter (broker/), in its asynchronous and synchronous modes,
-// with the price walk moving resting orders to fills on the counter's thread.
-//
-// A thin decorator around the counter's API object keeps the counter's own
-// ledger of every answer it gave (replies, error pushes, order and deal
-// pushes), recorded after the plug-in's receiver has handled each one. The
-// host's record is checked against that ledger: every failed order and cancel
-// reported exactly once with its request number and client id, no failure
-// report for a successful reply, every order event and fill carrying the
-// host's client id, and the books empty at the end.
-//
-// The teardown case releases sessions (or deletes them without release())
-// while the counter walks prices over resting orders. Sizes scale with KS_STRESS_SCALE.
+// simulated counter (broker/) in its asynchronous and synchronous modes, the
+// price walk filling resting orders on the counter's thread. A decorator
+// around the counter's API object keeps the counter's own ledger of what it
+// answered, which the host's record is checked against. Sizes scale with
+// KS_STRESS_SCALE.
 #include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "broker/vendor_hooks.h"
-#include "plugin/common.h"
-#include "plugin/plugin_entry.h"
-#include "session/trade_session_xt.h"
-#include "tests/support/recording_host.h"
+#include "tests/support/session_fixture.h"
 #include "tests/support/stress_scale.h"
 
 namespace kestrel {
@@ -39,275 +26,139 @@ namespace {
 
 constexpr int kHostThreads = 4;
 constexpr int kOrdersPerThread = 100;
-constexpr int kCancelBase = 1000000;
-constexpr int kReleaseCycles = 100;  // per answer mode
+constexpr int kCancelBase = 1000000;  // cancel request numbers; orders stay below
+constexpr int kReleaseCycles = 100;   // per answer mode: 200 releases under load per run
 
-const char kConfigTemplate[] = R"(
-[behaviour]
-fill_mode = full
-synchronous = %s
+const char kConfigAfterMode[] = R"(
 price_walk_ms = 1
 price_walk_ticks = 3
 error_push = true
-trading_day = 20240105
-
-[user stress]
-password = pw
+[user trader1]
+password = secret
 accounts = S100
-
 [account S100]
 cash = 100000000
-
 [instrument rb2410]
 exchange = SHFE
 price = 3650
-multiplier = 10
-margin_rate = 0.1
 tick = 1
-band_percent = 7
 )";
 
-// The counter's configuration file for the test's lifetime (XT_SIM_CONFIG).
-class CounterConfigFile {
- public:
-  explicit CounterConfigFile(bool synchronous) {
-    char text[sizeof(kConfigTemplate) + 16];
-    std::snprintf(text, sizeof(text), kConfigTemplate, synchronous ? "true" : "false");
-    // One file per test: CTest runs the tests of this program in parallel.
-    std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    for (char& c : name) {
-      if (c == '/') c = '_';
-    }
-    path_ = ::testing::TempDir() + "stress_counter_" + name + ".cfg";
-    std::ofstream(path_) << text;
-    setVariable(path_.c_str());
-  }
-  ~CounterConfigFile() {
-    setVariable("");
-    std::remove(path_.c_str());
-  }
-
- private:
-  // An empty value means "not set" to the counter.
-  static void setVariable(const char* value) {
+void setCounterConfig(const char* path) {  // empty: not set
 #if defined(_WIN32)
-    _putenv_s("XT_SIM_CONFIG", value);
+  _putenv_s("XT_SIM_CONFIG", path);
 #else
-    setenv("XT_SIM_CONFIG", value, 1);
+  setenv("XT_SIM_CONFIG", path, 1);
 #endif
+}
+
+// The counter's answers, noted after the plug-in handled each.
+struct Ledger {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::map<int, std::vector<bool>> replies;  // request number -> outcome of each reply
+  std::map<int, int> requestOf;              // vendor order number -> request number
+  std::map<int, int> deals;                  // vendor order number -> deal pushes
+  long accounts = 0;                         // fund accounts named after logins
+  std::atomic<int> liveApis{0};
+
+  template <typename Change>
+  void update(Change change) {
+    std::lock_guard<std::mutex> lock(mutex);
+    change();
+    changed.notify_all();
   }
-
-  std::string path_;
-};
-
-// What the counter answered, by request number and vendor order id.
-class Ledger {
- public:
-  void orderReply(int requestId, bool ok) { note(orderReplies_, requestId, ok); }
-  void cancelReply(int requestId, bool ok) { note(cancelReplies_, requestId, ok); }
-  void orderPush(int orderId) { note(orderPushes_, orderId, true); }
-  void dealPush(int orderId) { note(dealPushes_, orderId, true); }
-  void account() { note(accounts_, 0, true); }
-
-  // Waits until `orders` order replies and `cancels` cancel replies arrived.
-  bool waitForReplies(std::size_t orders, std::size_t cancels) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(120), [&] {
-      return orderReplies_.size() >= orders && cancelReplies_.size() >= cancels;
+  template <typename Ready>
+  bool waitUntil(Ready ready) {
+    std::unique_lock<std::mutex> lock(mutex);
+    return changed.wait_for(lock, std::chrono::seconds(120), ready);
+  }
+  void reply(int requestId, int orderId, const xti::XtError& error) {
+    update([&] {
+      replies[requestId].push_back(error.isSuccess());
+      if (error.isSuccess() && orderId != 0) requestOf[orderId] = requestId;
     });
   }
-  // Waits until the counter has named a fund account `n` times in all.
-  bool waitForAccounts(std::size_t n) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(10),
-                             [&] { return count(accounts_) >= n; });
-  }
-
-  // After the session ended: no more writers.
-  const std::map<int, std::vector<bool>>& orderReplies() const { return orderReplies_; }
-  const std::map<int, std::vector<bool>>& cancelReplies() const { return cancelReplies_; }
-  std::size_t orderPushes() const { return count(orderPushes_); }
-  std::size_t dealPushes() const { return count(dealPushes_); }
-
- private:
-  void note(std::map<int, std::vector<bool>>& book, int key, bool ok) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    book[key].push_back(ok);
-    changed_.notify_all();
-  }
-  static std::size_t count(const std::map<int, std::vector<bool>>& book) {
-    std::size_t n = 0;
-    for (const auto& entry : book) n += entry.second.size();
-    return n;
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::map<int, std::vector<bool>> orderReplies_, cancelReplies_, orderPushes_, dealPushes_,
-      accounts_;
 };
 
-// Passes every callback on to the plug-in's receiver, then notes it.
-class LedgerCallback : public xti::XtTraderApiCallback {
+// The counter's API object with the ledger between it and the plug-in: each
+// callback goes on to the plug-in's receiver first, then into the ledger.
+class LedgerApi : public xti::XtTraderApi, public xti::XtTraderApiCallback {
  public:
-  LedgerCallback(xti::XtTraderApiCallback* target, Ledger& ledger)
-      : target_(target), ledger_(ledger) {}
+  LedgerApi(xti::XtTraderApi* counter, Ledger& ledger) : c_(counter), ledger_(ledger) {
+    ++ledger_.liveApis;
+  }
+  ~LedgerApi() override {
+    delete c_;
+    --ledger_.liveApis;
+  }
+  void setCallback(xti::XtTraderApiCallback* receiver) override {
+    to_ = receiver;
+    c_->setCallback(this);
+  }
+  void init(const char* path) override { c_->init(path); }
+  void shutdown() override { c_->shutdown(); }
+  void userLogin(const char* u, const char* p, int id, const char* a, const char* b,
+                 const char* x) override {
+    c_->userLogin(u, p, id, a, b, x);
+  }
+  void userLogout(const char* u, const char* p, int id) override { c_->userLogout(u, p, id); }
+#define KS_FORWARD_QUERY(op) \
+  void op(const char* a, int id, const char* x) override { c_->op(a, id, x); }
+  KS_FORWARD_QUERY(queryAccountDetail)
+  KS_FORWARD_QUERY(queryOrderDetail)
+  KS_FORWARD_QUERY(queryDealDetail)
+  KS_FORWARD_QUERY(queryPositionDetail)
+  KS_FORWARD_QUERY(queryPosition)
+#undef KS_FORWARD_QUERY
+  void placeOrder(const xti::COrdinaryOrder* o, int id, const char* x) override {
+    c_->placeOrder(o, id, x);
+  }
+  void cancelOrderById(int orderId, int id) override { c_->cancelOrderById(orderId, id); }
+  void cancelOrderByExchangeId(const char* a, const char* e, const char* m, const char* i, int id,
+                               const char* x) override {
+    c_->cancelOrderByExchangeId(a, e, m, i, id, x);
+  }
 
-  void onConnected(bool success, const char* message) override {
-    target_->onConnected(success, message);
+  void onConnected(bool ok, const char* text) override { to_->onConnected(ok, text); }
+  void onUserLogin(const char* u, const char* p, int id, const xti::XtError& e) override {
+    to_->onUserLogin(u, p, id, e);
   }
-  void onUserLogin(const char* user, const char* password, int requestId,
-                   const xti::XtError& error) override {
-    target_->onUserLogin(user, password, requestId, error);
+  void onOrderReply(int id, int orderId, const char* r, const xti::XtError& e) override {
+    to_->onOrderReply(id, orderId, r, e);
+    ledger_.reply(id, orderId, e);
   }
-  void onUserLogout(const char* user, const char* password, int requestId,
-                    const xti::XtError& error) override {
-    target_->onUserLogout(user, password, requestId, error);
+  void onCancelReply(int id, const xti::XtError& e) override {
+    to_->onCancelReply(id, e);
+    ledger_.reply(id, 0, e);
   }
-  void onOrderReply(int requestId, int orderId, const char* remark,
-                    const xti::XtError& error) override {
-    target_->onOrderReply(requestId, orderId, remark, error);
-    ledger_.orderReply(requestId, error.isSuccess());
-  }
-  void onCancelReply(int requestId, const xti::XtError& error) override {
-    target_->onCancelReply(requestId, error);
-    ledger_.cancelReply(requestId, error.isSuccess());
-  }
-  void onCancelReply2(int requestId, const xti::XtError& error) override {
-    target_->onCancelReply2(requestId, error);
-    ledger_.cancelReply(requestId, error.isSuccess());
-  }
-  void onAccountDetailReply(const char* account, int requestId,
-                            const xti::VendorAccountDetail* data, bool isLast,
-                            const xti::XtError& error) override {
-    target_->onAccountDetailReply(account, requestId, data, isLast, error);
+  void onCancelReply2(int id, const xti::XtError& e) override {
+    to_->onCancelReply2(id, e);
+    ledger_.reply(id, 0, e);
   }
   void onAccountStatus(const char* account, int type, int status) override {
-    target_->onAccountStatus(account, type, status);
-    ledger_.account();
+    to_->onAccountStatus(account, type, status);
+    ledger_.update([&] { ++ledger_.accounts; });
   }
-  void onOrderPush(const xti::VendorOrder* data) override {
-    target_->onOrderPush(data);
-    ledger_.orderPush(data->m_nOrderID);
+  void onOrderPush(const xti::VendorOrder* d) override { to_->onOrderPush(d); }
+  void onDealPush(const xti::VendorDeal* d) override {
+    to_->onDealPush(d);
+    ledger_.update([&] { ++ledger_.deals[d->m_nOrderID]; });
   }
-  void onDealPush(const xti::VendorDeal* data) override {
-    target_->onDealPush(data);
-    ledger_.dealPush(data->m_nOrderID);
-  }
-  void onOrderErrorPush(const xti::VendorOrderError* data) override {
-    target_->onOrderErrorPush(data);
-  }
-  void onCancelErrorPush(const xti::VendorOrderError* data) override {
-    target_->onCancelErrorPush(data);
-  }
+  void onOrderErrorPush(const xti::VendorOrderError* d) override { to_->onOrderErrorPush(d); }
+  void onCancelErrorPush(const xti::VendorOrderError* d) override { to_->onCancelErrorPush(d); }
 
  private:
-  xti::XtTraderApiCallback* const target_;
+  xti::XtTraderApi* const c_;
   Ledger& ledger_;
+  xti::XtTraderApiCallback* to_ = nullptr;
 };
 
-// The counter's API object with the ledger between it and the plug-in.
-class LedgerApi : public xti::XtTraderApi {
- public:
-  LedgerApi(xti::XtTraderApi* counter, Ledger& ledger) : counter_(counter), ledger_(ledger) {}
-  ~LedgerApi() override { delete counter_; }
-
-  void setCallback(xti::XtTraderApiCallback* callback) override {
-    callback_.reset(new LedgerCallback(callback, ledger_));
-    counter_->setCallback(callback_.get());
-  }
-  void init(const char* path) override { counter_->init(path); }
-  void shutdown() override { counter_->shutdown(); }
-  void userLogin(const char* u, const char* p, int id, const char* a, const char* b,
-                 const char* c) override {
-    counter_->userLogin(u, p, id, a, b, c);
-  }
-  void userLogout(const char* u, const char* p, int id) override { counter_->userLogout(u, p, id); }
-  void queryAccountDetail(const char* a, int id, const char* x) override {
-    counter_->queryAccountDetail(a, id, x);
-  }
-  void queryOrderDetail(const char* a, int id, const char* x) override {
-    counter_->queryOrderDetail(a, id, x);
-  }
-  void queryDealDetail(const char* a, int id, const char* x) override {
-    counter_->queryDealDetail(a, id, x);
-  }
-  void queryPositionDetail(const char* a, int id, const char* x) override {
-    counter_->queryPositionDetail(a, id, x);
-  }
-  void queryPosition(const char* a, int id, const char* x) override {
-    counter_->queryPosition(a, id, x);
-  }
-  void placeOrder(const xti::COrdinaryOrder* order, int id, const char* x) override {
-    counter_->placeOrder(order, id, x);
-  }
-  void cancelOrderById(int orderId, int id) override { counter_->cancelOrderById(orderId, id); }
-  void cancelOrderByExchangeId(const char* a, const char* e, const char* x, const char* i, int id,
-                               const char* extra) override {
-    counter_->cancelOrderByExchangeId(a, e, x, i, id, extra);
-  }
-
- private:
-  xti::XtTraderApi* const counter_;
-  Ledger& ledger_;
-  std::unique_ptr<LedgerCallback> callback_;
-};
-
-// Installs the decorating factory for the test's lifetime. The counter's own
-// factory runs with the hook removed for the moment of the call; sessions
-// are created one at a time.
-class LedgerFactory {
- public:
-  explicit LedgerFactory(Ledger& ledger) : ledger_(ledger) { install(); }
-  ~LedgerFactory() { xti::hooks::setApiFactory(nullptr); }
-
- private:
-  void install() {
-    xti::hooks::setApiFactory([this](const char* address) -> xti::XtTraderApi* {
-      xti::hooks::setApiFactory(nullptr);
-      xti::XtTraderApi* counter = xti::XtTraderApi::createXtTraderApi(address);
-      install();
-      return counter == nullptr ? nullptr : new LedgerApi(counter, ledger_);
-    });
-  }
-  Ledger& ledger_;
-};
+std::string text(const ClientId& id) { return id.prefix + "/" + id.serial; }
 
 ClientId hostId(int requestId) {
   return ClientId{"T" + std::to_string(requestId % kHostThreads), std::to_string(requestId)};
 }
-
-SessionConfig stressConfig() {
-  SessionConfig config;
-  config.userName = "stress";
-  config.password = "pw";
-  config.server.serverAddresses.push_back(AddressEntry{"tcp://127.0.0.1:5800", "sim"});
-  return config;
-}
-
-class CounterStackTest : public ::testing::TestWithParam<bool> {
- protected:
-  CounterStackTest() : config(GetParam()), factory(ledger) {
-    if (gBaseInformationMap->exchangeNumbers.empty()) addChinaExchanges(*gBaseInformationMap);
-  }
-
-  // A logged-in session with its fund account known to the plug-in.
-  TradeSessionXT* openSession(RecordingHost& recorder) {
-    auto* session = static_cast<TradeSessionXT*>(CreateTradeSession());
-    EXPECT_EQ(session->setConfig(stressConfig()).code, 0);
-    EXPECT_EQ(session->registerSpi(&recorder).code, 0);
-    EXPECT_EQ(session->connect().code, 0);
-    EXPECT_TRUE(recorder.waitFor("onConnected"));
-    EXPECT_EQ(session->login().code, 0);
-    EXPECT_TRUE(ledger.waitForAccounts(++logins));
-    return session;
-  }
-
-  CounterConfigFile config;
-  Ledger ledger;
-  std::size_t logins = 0;
-  LedgerFactory factory;
-};
 
 // The order mix: unknown instruments and oversized orders fail at the
 // counter (reply and error push); marketable orders fill at once; orders
@@ -319,175 +170,199 @@ AccountOrderNewRequest mixedOrder(int requestId, int i) {
   order.codeId.code = i % 6 == 0 ? "zz999" : "rb2410";
   order.clientId = hostId(requestId);
   order.quantity = i % 6 == 1 ? 100000000 : 1;
-  order.priceType = 1;
   order.direction = 1;
   order.offsetFlag = 1;
-  switch (i % 6) {
-    case 2: order.price = 3700; break;        // crosses: fills at once
-    case 3: order.price = 3650 * 1.2; break;  // beyond the band
-    default: order.price = 3640 - i % 7; break;  // rests
-  }
+  order.price = i % 6 == 2 ? 3700 : i % 6 == 3 ? 3650 * 1.2 : 3640 - i % 7;
   return order;
 }
+
+class CounterStackTest : public ::testing::TestWithParam<bool> {
+ protected:
+  CounterStackTest() {
+    if (gBaseInformationMap->exchangeNumbers.empty()) addChinaExchanges(*gBaseInformationMap);
+    // One file per test: CTest runs the tests of this program in parallel.
+    std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    for (char& c : name) c = c == '/' ? '_' : c;
+    configPath = ::testing::TempDir() + "stress_counter_" + name + ".cfg";
+    std::ofstream(configPath) << "[behaviour]\nsynchronous = " << (GetParam() ? "true" : "false")
+                              << kConfigAfterMode;
+    setCounterConfig(configPath.c_str());
+    installFactory();
+  }
+  ~CounterStackTest() override {
+    xti::hooks::setApiFactory(nullptr);
+    setCounterConfig("");
+    std::remove(configPath.c_str());
+  }
+
+  // The counter's own factory runs with the hook removed for the moment of
+  // the call; sessions are created one at a time.
+  void installFactory() {
+    xti::hooks::setApiFactory([this](const char* address) -> xti::XtTraderApi* {
+      xti::hooks::setApiFactory(nullptr);
+      xti::XtTraderApi* counter = xti::XtTraderApi::createXtTraderApi(address);
+      installFactory();
+      return counter == nullptr ? nullptr : new LedgerApi(counter, ledger);
+    });
+  }
+
+  static TradeSessionXT* newSession(RecordingHost& host) {
+    auto* session = static_cast<TradeSessionXT*>(CreateTradeSession());
+    EXPECT_EQ(session->setConfig(configWithAddress("tcp://127.0.0.1:5800")).code, 0);
+    EXPECT_EQ(session->registerSpi(&host).code, 0);
+    return session;
+  }
+
+  // A logged-in session with its fund account known to the plug-in.
+  TradeSessionXT* openSession(RecordingHost& host) {
+    TradeSessionXT* session = newSession(host);
+    EXPECT_EQ(session->connect().code, 0);
+    EXPECT_TRUE(host.waitFor("onConnected"));
+    EXPECT_EQ(session->login().code, 0);
+    const long logins = ++loggedIn;
+    EXPECT_TRUE(ledger.waitUntil([&] { return ledger.accounts >= logins; }));
+    return session;
+  }
+
+  // Cancels vendor order `orderId` by its number; 0: by an exchange order id
+  // no order has, which the counter refuses through its second cancel reply.
+  static void cancel(TradeSessionXT* session, int requestId, int orderId) {
+    AccountOrderCancelRequest cancel;
+    cancel.codeId.exchange = 3;
+    cancel.codeId.code = "rb2410";
+    cancel.clientId = ClientId{"C" + std::to_string(requestId), std::to_string(orderId)};
+    if (orderId == 0) cancel.exchangeOrderId = "none";
+    EXPECT_EQ(session->cancelOrder(requestId, cancel).code, 0);
+  }
+
+  std::string configPath;
+  Ledger ledger;
+  long loggedIn = 0;
+};
 
 TEST_P(CounterStackTest, EveryAnswerReachesTheHostOnceWithItsIdentity) {
   RecordingHost host;
   TradeSessionXT* session = openSession(host);
-  ASSERT_NE(session, nullptr);
   XtClientIdSet& registry = *session->callbackReceiver()->identity->registry;
-
   const int perThread = kOrdersPerThread * stressScale();
-  std::atomic<int> refused{0}, cancels{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kHostThreads; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < perThread; ++i) {
-        const int requestId = 1 + i * kHostThreads + t;  // hostId() names thread t
-        if (session->sendOrder(requestId, mixedOrder(requestId, i)).code != 0) ++refused;
-        // Cancels of this thread's order six sends back, which rested,
-        // filled or was refused: by the vendor's order number if its reply
-        // came (the registry knows it), else by a number the counter does not
-        // know.
-        const int target = i - 6;
-        if (target < 0 || (target % 6 != 4 && target % 6 != 2 && target % 6 != 0)) continue;
-        int orderId = 0;
-        const bool known = registry.get(hostId(1 + target * kHostThreads + t), orderId);
-        AccountOrderCancelRequest cancel;
-        cancel.codeId.exchange = 3;
-        cancel.codeId.code = "rb2410";
-        cancel.clientId = ClientId{"C", std::to_string(known ? orderId : 99999999)};
-        if (session->cancelOrder(kCancelBase + requestId, cancel).code != 0) ++refused;
-        ++cancels;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  const int orders = kHostThreads * perThread;
-  ASSERT_TRUE(ledger.waitForReplies(orders, 0));
-  // Second wave, every order's reply in: the threads cancel the resting
-  // orders by their vendor numbers while the walk keeps filling others.
-  threads.clear();
-  for (int t = 0; t < kHostThreads; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 4; i < perThread; i += 6) {
-        const int requestId = 1 + i * kHostThreads + t;
-        int orderId = 0;
-        if (!registry.get(hostId(requestId), orderId)) continue;
-        AccountOrderCancelRequest cancel;
-        cancel.codeId.exchange = 3;
-        cancel.codeId.code = "rb2410";
-        cancel.clientId = ClientId{"C", std::to_string(orderId)};
-        if (session->cancelOrder(2 * kCancelBase + requestId, cancel).code != 0) ++refused;
-        ++cancels;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(refused.load(), 0);
-  ASSERT_TRUE(ledger.waitForReplies(orders, cancels.load()));
-  const std::size_t pendingOrders = session->callbackReceiver()->identity->newOrderBook->size();
-  const std::size_t pendingCancels = session->callbackReceiver()->identity->cancelBook->size();
+  const std::size_t orders = static_cast<std::size_t>(kHostThreads * perThread);
+  std::atomic<std::size_t> cancels{0};
+  // Request i of thread t has the number 1 + i * kHostThreads + t.
+  auto onEveryThread = [](const std::function<void(int)>& body) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kHostThreads; ++t) threads.emplace_back(body, t);
+    for (std::thread& thread : threads) thread.join();
+  };
+  // First wave: orders, each even one followed by a cancel of this thread's
+  // order six sends back (resting, filled or refused), by its vendor number
+  // if its reply came, else by an unknown exchange order id.
+  onEveryThread([&](int t) {
+    for (int i = 0; i < perThread; ++i) {
+      const int requestId = 1 + i * kHostThreads + t;
+      EXPECT_EQ(session->sendOrder(requestId, mixedOrder(requestId, i)).code, 0);
+      if (i < 6 || i % 2 != 0) continue;
+      int orderId = 0;
+      registry.get(hostId(requestId - 6 * kHostThreads), orderId);
+      cancel(session, kCancelBase + requestId, orderId);
+      ++cancels;
+    }
+  });
+  ASSERT_TRUE(ledger.waitUntil([&] { return ledger.replies.size() >= orders + cancels; }));
+  // Second wave, every order's reply in: the resting orders are cancelled by
+  // their vendor numbers while the walk keeps filling others.
+  onEveryThread([&](int t) {
+    for (int i = 4; i < perThread; i += 6) {
+      const int requestId = 1 + i * kHostThreads + t;
+      int orderId = 0;
+      if (!registry.get(hostId(requestId), orderId)) continue;
+      cancel(session, 2 * kCancelBase + requestId, orderId);
+      ++cancels;
+    }
+  });
+  ASSERT_TRUE(ledger.waitUntil([&] { return ledger.replies.size() >= orders + cancels; }));
+  const OrderIdentityContext& identity = *session->callbackReceiver()->identity;
+  const std::size_t pending = identity.newOrderBook->size() + identity.cancelBook->size();
   ASSERT_EQ(session->release().code, 0);  // no callback after this
-  EXPECT_EQ(pendingOrders, 0u);
-  EXPECT_EQ(pendingCancels, 0u);
+  EXPECT_EQ(pending, 0u) << "every request was answered";
 
-  std::map<int, int> reports;  // request number -> failure reports
-  int orderEvents = 0, fills = 0;
+  std::map<int, int> reports, fills;  // request number -> failure reports; -> fills
   for (const HostEvent& event : host.events()) {
-    const bool order = event.name == "onOrderRejected" || event.name == "onOrderCanceled";
-    if (order && event.status.code == -1) {
-      ++reports[event.requestId];
+    if (event.order && event.requestId != -1) {
       const bool isCancel = event.requestId >= kCancelBase;
+      ++reports[event.requestId];
       EXPECT_EQ(event.name, isCancel ? "onOrderCanceled" : "onOrderRejected");
-      if (!isCancel) {
-        EXPECT_EQ(event.order->clientId, hostId(event.requestId));
+      EXPECT_EQ(event.status.code, -1);
+      if (isCancel) {
+        EXPECT_EQ(event.order->clientId.prefix, "C" + std::to_string(event.requestId));
+      } else {
+        EXPECT_EQ(text(event.order->clientId), text(hostId(event.requestId)));
       }
       continue;
     }
-    const ClientId* id = nullptr;
-    if (order) id = &event.order->clientId;
-    if (event.name == "onOrderAccepted") id = &event.accepted->clientId;
-    if (event.name == "onOrderFilled") id = &event.filled->clientId;
-    if (event.name == "onFill") {
-      id = &event.fill->clientId;
-      ++fills;
-    }
+    const ClientId* id = event.order      ? &event.order->clientId
+                         : event.accepted ? &event.accepted->clientId
+                         : event.filled   ? &event.filled->clientId
+                         : event.fill     ? &event.fill->clientId
+                                          : nullptr;
     if (id == nullptr) continue;
-    ++orderEvents;
-    SCOPED_TRACE(event.name + " " + id->prefix + "/" + id->serial);
-    ASSERT_EQ(id->prefix.substr(0, 1), "T") << "a push without the host's id";
-    EXPECT_EQ(*id, hostId(std::stoi(id->serial)));
+    ASSERT_EQ(id->prefix.substr(0, 1), "T") << event.name << " without the host's id";
+    EXPECT_EQ(text(*id), text(hostId(std::stoi(id->serial)))) << event.name;
+    if (event.fill) ++fills[std::stoi(id->serial)];
   }
-
-  int failedOrders = 0, failedCancels = 0;
-  for (const auto& entry : ledger.orderReplies()) {
-    SCOPED_TRACE("order " + std::to_string(entry.first));
-    ASSERT_EQ(entry.second.size(), 1u) << "one reply per order";
-    const bool ok = entry.second[0];
-    failedOrders += !ok;
-    EXPECT_EQ(reports[entry.first], ok ? 0 : 1);
+  int failed[2] = {0, 0};  // orders, cancels
+  for (const auto& entry : ledger.replies) {
+    SCOPED_TRACE("request " + std::to_string(entry.first));
+    ASSERT_EQ(entry.second.size(), 1u) << "one reply per request";
+    EXPECT_EQ(reports[entry.first], entry.second[0] ? 0 : 1);
+    failed[entry.first >= kCancelBase] += !entry.second[0];
   }
-  for (const auto& entry : ledger.cancelReplies()) {
-    SCOPED_TRACE("cancel " + std::to_string(entry.first));
-    const bool ok = entry.second[0];
-    failedCancels += !ok;
-    EXPECT_EQ(reports[entry.first], ok ? 0 : 1);
+  EXPECT_EQ(reports.size(), ledger.replies.size()) << "a report for a request never answered";
+  EXPECT_EQ(ledger.replies.size(), orders + cancels);
+  std::map<int, int> dealsByRequest;
+  for (const auto& deal : ledger.deals) {
+    dealsByRequest[ledger.requestOf.at(deal.first)] += deal.second;
   }
-  EXPECT_EQ(ledger.orderReplies().size(), static_cast<std::size_t>(orders));
-  EXPECT_EQ(ledger.cancelReplies().size(), static_cast<std::size_t>(cancels.load()));
-  EXPECT_EQ(static_cast<std::size_t>(fills), ledger.dealPushes());
-  EXPECT_GT(failedOrders, 0);
-  EXPECT_GT(failedCancels, 0);
-  EXPECT_LT(failedCancels, cancels.load()) << "some cancels reached resting orders";
-  EXPECT_GT(orderEvents, 0);
-  std::printf(
-      "counter stress (%s): %d orders (%d failed), %d cancels (%d failed), %zu order pushes, "
-      "%zu deal pushes\n",
-      GetParam() ? "synchronous" : "asynchronous", orders, failedOrders, cancels.load(),
-      failedCancels, ledger.orderPushes(), ledger.dealPushes());
+  EXPECT_EQ(fills, dealsByRequest) << "each fill reached the host with its order's id";
+  EXPECT_GT(failed[0], 0);
+  EXPECT_GT(failed[1], 0);
+  EXPECT_LT(static_cast<std::size_t>(failed[1]), cancels.load()) << "some cancels succeeded";
 }
 
+// Releases sessions while the walk fills their resting orders; every tenth
+// cycle first deletes such a session without release().
 TEST_P(CounterStackTest, EndWhileTheCounterWalksOverRestingOrders) {
   const int cycles = kReleaseCycles * stressScale();
-  long events = 0;
-  int deleted = 0;
-  for (int cycle = 0; cycle < cycles; ++cycle) {
+  std::size_t fills = 0;
+  for (int cycle = 0; cycle < cycles && !HasFailure(); ++cycle) {
     SCOPED_TRACE("cycle " + std::to_string(cycle));
-    RecordingHost host;
-    TradeSessionXT* session = openSession(host);
-    // Resting orders on both sides of the market: the walk fills some of
-    // them while the session is being released.
-    for (int i = 0; i < 30; ++i) {
-      AccountOrderNewRequest order = mixedOrder(10 + i, 4);
-      order.price = 3650 + (i % 2 == 0 ? -1 : 1) * (1 + i / 2);
-      order.direction = i % 2 == 0 ? 1 : 2;
-      ASSERT_EQ(session->sendOrder(10 + i, order).code, 0);
+    RecordingHost deleted, host;
+    // Resting orders on both sides of the market.
+    auto openLoaded = [&](RecordingHost& recorder) {
+      TradeSessionXT* session = openSession(recorder);
+      for (int i = 0; i < 30; ++i) {
+        AccountOrderNewRequest order = mixedOrder(10 + i, 4);
+        order.price = 3650 + (i % 2 == 0 ? -1 : 1) * (1 + i / 2);
+        order.direction = i % 2 == 0 ? 1 : 2;
+        EXPECT_EQ(session->sendOrder(10 + i, order).code, 0);
+      }
+      return session;
+    };
+    std::size_t afterDelete = 0;
+    if (cycle % 10 == 5) {
+      TradeSessionXT* session = openLoaded(deleted);
+      delete session;  // stops and deletes the counter's API object first
+      EXPECT_EQ(ledger.liveApis.load(), 0);
+      afterDelete = deleted.total();
     }
-    if (cycle % 10 == 9) {
-      // Every tenth session is deleted while connected, without release():
-      // the counter's API object is stopped and deleted first.
-      delete session;
-      const std::size_t afterDelete = host.total();
-      EXPECT_EQ(host.count("onDisconnected"), 0u);
-      // A session made now gets a new counter; the old one stays silent.
-      TradeSessionXT* next = openSession(host);
-      ASSERT_EQ(next->release().code, 0);
-      EXPECT_GT(host.total(), afterDelete);
-      EXPECT_EQ(host.count("onDisconnected"), 1u);
-      ++deleted;
-    } else {
-      ASSERT_EQ(session->release().code, 0);
-      EXPECT_EQ(host.count("onDisconnected"), 1u);
-    }
-    const std::vector<HostEvent> seen = host.events();
-    ASSERT_FALSE(seen.empty());
-    EXPECT_EQ(seen.back().name, "onDisconnected") << "nothing after onDisconnected";
-    events += static_cast<long>(host.total());
-    if (HasFailure()) break;
+    ASSERT_EQ(openLoaded(host)->release().code, 0);
+    EXPECT_EQ(ledger.liveApis.load(), 0);
+    ASSERT_EQ(host.count("onDisconnected"), 1u);
+    EXPECT_EQ(host.events().back().name, "onDisconnected") << "nothing after onDisconnected";
+    EXPECT_EQ(deleted.total(), afterDelete) << "nothing after the delete";
+    EXPECT_EQ(deleted.count("onDisconnected"), 0u);
+    fills += host.count("onFill");
   }
-  std::printf("release over the counter (%s): %d cycles (%d deleted without release), %ld host "
-              "events\n",
-              GetParam() ? "synchronous" : "asynchronous", cycles, deleted, events);
+  EXPECT_GT(fills, 0u) << "the walk filled resting orders while the sessions ran";
 }
 
 INSTANTIATE_TEST_SUITE_P(CounterModes, CounterStackTest, ::testing::Values(false, true),
