@@ -1,16 +1,11 @@
-// Helpers of the simulated counter's tests: a recording XtTraderApiCallback
-// and a way to start an API object on a configuration text.
-//
-// The recorder keeps a copy of every callback, in arrival order, with the
-// thread it came on; tests wait for a number of callbacks with a condition
-// variable, never by sleeping. An optional reaction runs inside each callback
-// (on the library's thread) to test calls made from there.
+// Helpers of the simulated counter's tests: a receiver that records every
+// callback in arrival order with its thread, and an API object on a
+// configuration file of the test's own.
 #ifndef KESTREL_TESTS_BROKER_RECORDER_H_
 #define KESTREL_TESTS_BROKER_RECORDER_H_
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -30,21 +25,16 @@ namespace xti {
 namespace sim {
 namespace testing {
 
+using Kinds = std::vector<std::string>;
+
+// One callback. kind: connected, login, logout, accountStatus, orderReply,
+// cancelReply, cancelReply2, order, deal, orderError, cancelError, and the
+// query answers funds, positions, positionDetails, orders, deals.
 struct Recorded {
-  std::string kind;  // "connected", "login", "logout", "accountStatus", "orderReply",
-                     // "cancelReply", "cancelReply2", "order", "deal", "orderError",
-                     // "cancelError", "funds", "positions", "positionDetails", "orders", "deals"
+  std::string kind, text, account;  // text: error, status or connection text
   std::thread::id thread;
-  bool success = true;
-  int errorId = 0;
-  std::string text;  // error or status text
-  std::string account;
-  int requestId = 0;
-  int orderId = 0;
-  int number = 0;    // accountStatus: type
-  int status = 0;    // accountStatus: status
-  bool isLast = false;
-  bool hasRecord = false;
+  bool success = true, isLast = false, hasRecord = false;
+  int errorId = 0, requestId = 0, orderId = 0, type = 0, status = 0;
   VendorOrder order{};
   VendorDeal deal{};
   VendorAccountDetail funds{};
@@ -53,16 +43,14 @@ struct Recorded {
   VendorOrderError error{};
 };
 
+// Tests wait on a condition variable, never by sleeping. react() sets what
+// runs inside each later callback, on the library's thread.
 class Recorder : public XtTraderApiCallback {
  public:
-  using Reaction = std::function<void(const Recorded&)>;
-
-  // Runs inside every later callback, after it was recorded.
-  void react(Reaction reaction) {
+  void react(std::function<void(const Recorded&)> reaction) {
     std::lock_guard<std::mutex> lock(mutex_);
     reaction_ = std::move(reaction);
   }
-
   std::vector<Recorded> events() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return events_;
@@ -79,14 +67,11 @@ class Recorder : public XtTraderApiCallback {
     for (const Recorded& e : events()) names.push_back(e.kind);
     return names;
   }
-  std::size_t size() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return events_.size();
-  }
-  // Waits until at least `count` callbacks arrived; false after 10 s.
-  bool waitFor(std::size_t count) const {
+  std::size_t size() const { return events().size(); }
+  bool waitFor(std::size_t count) const {  // false after 10 s
     std::unique_lock<std::mutex> lock(mutex_);
-    return arrived_.wait_for(lock, std::chrono::seconds(10), [&] { return events_.size() >= count; });
+    const auto enough = [&] { return events_.size() >= count; };
+    return arrived_.wait_for(lock, std::chrono::seconds(10), enough);
   }
   void clear() {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -94,121 +79,93 @@ class Recorder : public XtTraderApiCallback {
   }
 
   void onConnected(bool success, const char* text) override {
-    Recorded e = make("connected");
-    e.success = success;
-    e.text = text != nullptr ? text : "<null>";
-    add(e);
+    add(reply("connected", 0, XtError(success ? 0 : -1, text)));
   }
-  void onUserLogin(const char* user, const char*, int requestId, const XtError& error) override {
-    add(reply("login", requestId, error, user));
+  void onUserLogin(const char* user, const char*, int id, const XtError& error) override {
+    add(reply("login", id, error, user));
   }
-  void onUserLogout(const char* user, const char*, int requestId, const XtError& error) override {
-    add(reply("logout", requestId, error, user));
+  void onUserLogout(const char* user, const char*, int id, const XtError& error) override {
+    add(reply("logout", id, error, user));
   }
   void onAccountStatus(const char* account, int type, int status) override {
-    Recorded e = make("accountStatus");
-    e.account = account != nullptr ? account : "<null>";
-    e.number = type;
+    Recorded e = reply("accountStatus", 0, XtError(), account);
+    e.type = type;
     e.status = status;
     add(e);
   }
-  void onOrderReply(int requestId, int orderId, const char*, const XtError& error) override {
-    Recorded e = reply("orderReply", requestId, error, nullptr);
+  void onOrderReply(int id, int orderId, const char*, const XtError& error) override {
+    Recorded e = reply("orderReply", id, error);
     e.orderId = orderId;
     add(e);
   }
-  void onCancelReply(int requestId, const XtError& error) override {
-    add(reply("cancelReply", requestId, error, nullptr));
-  }
-  void onCancelReply2(int requestId, const XtError& error) override {
-    add(reply("cancelReply2", requestId, error, nullptr));
-  }
-  void onOrderPush(const VendorOrder* order) override {
-    Recorded e = make("order");
-    if ((e.hasRecord = order != nullptr)) {
-      e.order = *order;
-      e.orderId = order->m_nOrderID;
-      e.text = kestrel::fieldText(order->m_strErrorMsg);
-    }
+  void onCancelReply(int id, const XtError& e) override { add(reply("cancelReply", id, e)); }
+  void onCancelReply2(int id, const XtError& e) override { add(reply("cancelReply2", id, e)); }
+  void onOrderPush(const VendorOrder* data) override {
+    Recorded e = with(reply("order", 0, XtError()), data, &Recorded::order);
+    e.orderId = e.order.m_nOrderID;
+    e.text = kestrel::fieldText(e.order.m_strErrorMsg);
     add(e);
   }
-  void onDealPush(const VendorDeal* deal) override {
-    Recorded e = make("deal");
-    if ((e.hasRecord = deal != nullptr)) {
-      e.deal = *deal;
-      e.orderId = deal->m_nOrderID;
-    }
+  void onDealPush(const VendorDeal* data) override {
+    Recorded e = with(reply("deal", 0, XtError()), data, &Recorded::deal);
+    e.orderId = e.deal.m_nOrderID;
     add(e);
   }
-  void onOrderErrorPush(const VendorOrderError* error) override { add(errorPush("orderError", error)); }
-  void onCancelErrorPush(const VendorOrderError* error) override { add(errorPush("cancelError", error)); }
-
-  void onAccountDetailReply(const char* account, int requestId, const VendorAccountDetail* data,
+  void onOrderErrorPush(const VendorOrderError* data) override {
+    add(errorPush("orderError", data));
+  }
+  void onCancelErrorPush(const VendorOrderError* data) override {
+    add(errorPush("cancelError", data));
+  }
+  void onAccountDetailReply(const char* account, int id, const VendorAccountDetail* data,
                             bool isLast, const XtError& error) override {
-    Recorded e = query("funds", account, requestId, data != nullptr, isLast, error);
-    if (data != nullptr) e.funds = *data;
-    add(e);
+    add(with(reply("funds", id, error, account, isLast), data, &Recorded::funds));
   }
-  void onPositionReply(const char* account, int requestId, const VendorPosition* data, bool isLast,
+  void onPositionReply(const char* account, int id, const VendorPosition* data, bool isLast,
                        const XtError& error) override {
-    Recorded e = query("positions", account, requestId, data != nullptr, isLast, error);
-    if (data != nullptr) e.position = *data;
-    add(e);
+    add(with(reply("positions", id, error, account, isLast), data, &Recorded::position));
   }
-  void onPositionDetailReply(const char* account, int requestId, const VendorPositionDetail* data,
+  void onPositionDetailReply(const char* account, int id, const VendorPositionDetail* data,
                              bool isLast, const XtError& error) override {
-    Recorded e = query("positionDetails", account, requestId, data != nullptr, isLast, error);
-    if (data != nullptr) e.detail = *data;
-    add(e);
+    add(with(reply("positionDetails", id, error, account, isLast), data, &Recorded::detail));
   }
-  void onOrderDetailReply(const char* account, int requestId, const VendorOrder* data, bool isLast,
+  void onOrderDetailReply(const char* account, int id, const VendorOrder* data, bool isLast,
                           const XtError& error) override {
-    Recorded e = query("orders", account, requestId, data != nullptr, isLast, error);
-    if (data != nullptr) e.order = *data;
-    add(e);
+    add(with(reply("orders", id, error, account, isLast), data, &Recorded::order));
   }
-  void onDealDetailReply(const char* account, int requestId, const VendorDeal* data, bool isLast,
+  void onDealDetailReply(const char* account, int id, const VendorDeal* data, bool isLast,
                          const XtError& error) override {
-    Recorded e = query("deals", account, requestId, data != nullptr, isLast, error);
-    if (data != nullptr) e.deal = *data;
-    add(e);
+    add(with(reply("deals", id, error, account, isLast), data, &Recorded::deal));
   }
 
  private:
-  static Recorded make(const char* kind) {
+  static Recorded reply(const char* kind, int id, const XtError& error, const char* account = "",
+                        bool isLast = false) {
     Recorded e;
     e.kind = kind;
     e.thread = std::this_thread::get_id();
-    return e;
-  }
-  static Recorded reply(const char* kind, int requestId, const XtError& error, const char* account) {
-    Recorded e = make(kind);
-    e.requestId = requestId;
+    e.requestId = id;
     e.success = error.isSuccess();
     e.errorId = error.errorID();
-    e.text = error.errorMsg() != nullptr ? error.errorMsg() : "";
-    if (account != nullptr) e.account = account;
-    return e;
-  }
-  static Recorded query(const char* kind, const char* account, int requestId, bool hasRecord,
-                        bool isLast, const XtError& error) {
-    Recorded e = reply(kind, requestId, error, account != nullptr ? account : "<null>");
-    e.hasRecord = hasRecord;
+    e.text = error.errorMsg() != nullptr ? error.errorMsg() : "<null>";
+    e.account = account != nullptr ? account : "<null>";
     e.isLast = isLast;
     return e;
   }
-  static Recorded errorPush(const char* kind, const VendorOrderError* error) {
-    Recorded e = make(kind);
-    if ((e.hasRecord = error != nullptr)) {
-      e.error = *error;
-      e.requestId = error->m_nRequestID;
-      e.errorId = error->m_nErrorID;
-      e.text = kestrel::fieldText(error->m_strErrorMsg);
-    }
+  template <typename T>
+  static Recorded with(Recorded e, const T* data, T Recorded::*field) {
+    if ((e.hasRecord = data != nullptr)) e.*field = *data;
+    return e;
+  }
+  static Recorded errorPush(const char* kind, const VendorOrderError* data) {
+    Recorded e = with(reply(kind, 0, XtError()), data, &Recorded::error);
+    e.requestId = e.error.m_nRequestID;
+    e.errorId = e.error.m_nErrorID;
+    e.text = kestrel::fieldText(e.error.m_strErrorMsg);
     return e;
   }
   void add(const Recorded& e) {
-    Reaction reaction;
+    std::function<void(const Recorded&)> reaction;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       events_.push_back(e);
@@ -221,14 +178,18 @@ class Recorder : public XtTraderApiCallback {
   mutable std::mutex mutex_;
   mutable std::condition_variable arrived_;
   std::vector<Recorded> events_;
-  Reaction reaction_;
+  std::function<void(const Recorded&)> reaction_;
 };
 
-// A file holding `text` in the test's temporary folder, removed at the end.
+// A file holding `text`, removed at the end. Named after the test: CTest
+// runs the tests in parallel processes.
 class TempFile {
  public:
-  TempFile(const std::string& name, const std::string& text)
-      : path_(::testing::TempDir() + "broker_" + name) {
+  explicit TempFile(const std::string& text) {
+    static int serial = 0;
+    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    path_ = ::testing::TempDir() + "broker_" + test->test_suite_name() + "_" + test->name() + "_" +
+            std::to_string(++serial);
     std::ofstream(path_, std::ios::binary) << text;
   }
   ~TempFile() { std::remove(path_.c_str()); }
@@ -256,39 +217,29 @@ inline std::string configText(const std::string& behaviour) {
          "[instrument 600000]\nexchange = SH\nprice = 7.50\ntick = 0.01\n";
 }
 
-// An API object on its own configuration file, with a recorder.
+// An API object on configText(behaviour), its clock pinned, with a recorder.
+// The object goes first (it is declared last): it shuts down before the
+// recorder and the file go.
 struct Session {
   explicit Session(const std::string& behaviour, const std::string& address = "127.0.0.1:7001")
-      : file(uniqueName(), configText(behaviour)), api(new SimulatedApi(address)) {
+      : file(configText(behaviour)), api(new SimulatedApi(address)) {
     api->setClock([] { return Stamp{"20240603", "09:30:15"}; });
     api->setCallback(&recorder);
   }
-  ~Session() {
-    if (api != nullptr) api->shutdown();
-    api.reset();
-  }
-  // init and wait for onConnected.
   void connect() {
     api->init(file.path().c_str());
     ASSERT_TRUE(recorder.waitFor(1));
   }
   void connectAndLogin() {
     connect();
-    api->userLogin("demo", "demo123", 1, nullptr, nullptr, nullptr);
+    login("demo", "demo123");
     ASSERT_TRUE(recorder.waitFor(3));
     recorder.clear();
   }
-
-  // One file per session: CTest runs the tests in parallel processes.
-  static std::string uniqueName() {
-    static int serial = 0;
-    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = test != nullptr ? std::string(test->test_suite_name()) + "_" + test->name() : "x";
-    for (char& c : name) {
-      if (c == '/') c = '_';
-    }
-    return name + "_" + std::to_string(++serial);
+  void login(const char* user, const char* password, int id = 1) {
+    api->userLogin(user, password, id, nullptr, nullptr, nullptr);
   }
+  void place(const COrdinaryOrder& order, int id = 1) { api->placeOrder(&order, id, ""); }
 
   TempFile file;
   Recorder recorder;

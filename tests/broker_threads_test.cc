@@ -1,11 +1,10 @@
 // The simulated counter's threads: where and when callbacks arrive, what
 // shutdown guarantees (also from inside a callback), joinAll, deleting the
-// API object, the reply latency and the timed price walk.
+// API object, the address check, the reply latency and the timed price walk.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <future>
 #include <set>
 #include <thread>
 
@@ -19,112 +18,102 @@ namespace sim {
 namespace testing {
 namespace {
 
-// A one-shot gate: wait() blocks until open().
-class Gate {
- public:
-  void open() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    open_ = true;
-    changed_.notify_all();
-  }
-  bool wait() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return open_; });
-  }
+const auto kWait = std::chrono::seconds(10);
 
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool open_ = false;
-};
-
-TEST(BrokerThreadsTest, AnswersArriveInOrderOnOneCallbackThread) {
-  Session s("");
-  s.connect();
-  s.api->userLogin("demo", "demo123", 1, nullptr, nullptr, nullptr);
-  const COrdinaryOrder order = makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 3, 3650);
-  s.api->placeOrder(&order, 2, "");
-  s.api->queryDealDetail("88001234", 3, "");
-  ASSERT_TRUE(s.recorder.waitFor(8));
-  EXPECT_EQ(s.recorder.kinds(), (std::vector<std::string>{"connected", "login", "accountStatus",
-                                                          "orderReply", "order", "order", "deal",
-                                                          "deals"}));
+// Also joinAll: it returns once every object's thread has ended.
+TEST(BrokerThreadsTest, AnswersArriveInOrderOnEachObjectsOwnThread) {
+  Session first(""), second("");
+  for (Session* s : {&first, &second}) {
+    s->connect();
+    s->login("demo", "demo123");
+    s->place(makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 3, 3650), 2);
+    s->api->queryDealDetail("88001234", 3, "");
+  }
   std::set<std::thread::id> threads;
-  for (const Recorded& e : s.recorder.events()) threads.insert(e.thread);
-  EXPECT_EQ(threads.size(), 1u);
+  for (Session* s : {&first, &second}) {
+    ASSERT_TRUE(s->recorder.waitFor(8));
+    EXPECT_EQ(s->recorder.kinds(), (Kinds{"connected", "login", "accountStatus", "orderReply",
+                                          "order", "order", "deal", "deals"}));
+    std::set<std::thread::id> own;
+    for (const Recorded& e : s->recorder.events()) own.insert(e.thread);
+    EXPECT_EQ(own.size(), 1u);
+    threads.insert(own.begin(), own.end());
+  }
+  EXPECT_EQ(threads.size(), 2u);
   EXPECT_EQ(threads.count(std::this_thread::get_id()), 0u);
+
+  std::atomic<bool> joined{false};
+  std::thread waiter([&] {
+    joinSimulatedThreads();
+    joined = true;
+  });
+  first.api->shutdown();
+  EXPECT_FALSE(joined);  // the second object's thread still runs
+  second.api->shutdown();
+  waiter.join();
 }
 
 TEST(BrokerThreadsTest, SynchronousModeAnswersInsideTheCall) {
   Session s("synchronous = true");
   s.api->init(s.file.path().c_str());
   EXPECT_EQ(s.recorder.size(), 1u);  // no waiting: onConnected came inside init
-  const COrdinaryOrder order = makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3650);
-  s.api->userLogin("demo", "demo123", 1, nullptr, nullptr, nullptr);
-  s.api->placeOrder(&order, 2, "");
+  s.login("demo", "demo123");
+  s.place(makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3650), 2);
   EXPECT_EQ(s.recorder.size(), 7u);
+  s.place(makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3600), 3);
+  s.api->setReferencePrice("rb2410", 3590);  // the market tools answer the same way
+  EXPECT_EQ(s.recorder.size(), 7u + 4u);
   for (const Recorded& e : s.recorder.events()) {
-    SCOPED_TRACE(e.kind);
-    EXPECT_EQ(e.thread, std::this_thread::get_id());
+    EXPECT_EQ(e.thread, std::this_thread::get_id()) << e.kind;
   }
-  // The market tools answer the same way.
-  const COrdinaryOrder resting = makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3600);
-  s.api->placeOrder(&resting, 3, "");
-  s.recorder.clear();
-  s.api->setReferencePrice("rb2410", 3590);
-  EXPECT_EQ(s.recorder.kinds(), (std::vector<std::string>{"order", "deal"}));
 }
 
-TEST(BrokerThreadsTest, RequestsReturnAtOnceAndShutdownDropsWhatIsQueued) {
+TEST(BrokerThreadsTest, LatencyDelaysAnswersAndShutdownDropsWhatIsQueued) {
+  Session slow("reply_latency_ms = 40");
+  const auto start = std::chrono::steady_clock::now();
+  slow.connect();
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
+
   Session s("reply_latency_ms = 60000");
   s.api->init(s.file.path().c_str());
-  s.api->userLogin("demo", "demo123", 1, nullptr, nullptr, nullptr);
-  EXPECT_EQ(s.recorder.size(), 0u);  // the answers wait out the latency on the callback thread
+  s.login("demo", "demo123");
+  EXPECT_EQ(s.recorder.size(), 0u);  // the calls returned; the answers wait out the latency
   s.api->shutdown();                 // returns without waiting for them
-  s.api->userLogin("demo", "demo123", 2, nullptr, nullptr, nullptr);
+  s.login("demo", "demo123", 2);
   s.api.reset();
   EXPECT_EQ(s.recorder.size(), 0u);
-}
-
-TEST(BrokerThreadsTest, LatencyDelaysEveryAnswer) {
-  Session s("reply_latency_ms = 40");
-  const auto start = std::chrono::steady_clock::now();
-  s.api->init(s.file.path().c_str());
-  ASSERT_TRUE(s.recorder.waitFor(1));
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
 }
 
 TEST(BrokerThreadsTest, NoCallbackAfterShutdownReturnsWhileOneIsInFlight) {
   Session s("");
   s.connectAndLogin();
-  Gate inCallback, release, shutdownCalling;
+  std::promise<void> inCallback, release, stopping;
+  std::shared_future<void> released = release.get_future().share();
   std::atomic<bool> callbackFinished{false};
-  std::atomic<bool> finishedBeforeShutdownReturned{false};
   s.recorder.react([&](const Recorded& e) {
     if (e.kind != "orderReply") return;
-    inCallback.open();
-    release.wait();
+    inCallback.set_value();
+    released.wait_for(kWait);
     callbackFinished = true;
   });
-  const COrdinaryOrder order = makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3650);
-  s.api->placeOrder(&order, 2, "");  // the reply blocks; three pushes wait behind it
-  ASSERT_TRUE(inCallback.wait());
+  s.place(makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3650), 2);  // 3 pushes wait behind
+  ASSERT_EQ(inCallback.get_future().wait_for(kWait), std::future_status::ready);
+  bool finishedFirst = false;
   std::size_t countAtReturn = 0;
   std::thread stopper([&] {
-    shutdownCalling.open();
+    stopping.set_value();
     s.api->shutdown();
-    finishedBeforeShutdownReturned = callbackFinished.load();
+    finishedFirst = callbackFinished;
     countAtReturn = s.recorder.size();
   });
-  ASSERT_TRUE(shutdownCalling.wait());
-  release.open();
+  stopping.get_future().wait();
+  release.set_value();
   stopper.join();
-  EXPECT_TRUE(finishedBeforeShutdownReturned);
+  EXPECT_TRUE(finishedFirst);
   joinSimulatedThreads();  // the callback thread has ended: nothing can come later
   EXPECT_EQ(s.recorder.size(), countAtReturn);
   // Usually only the reply; the pushes behind it only if shutdown began late.
-  const std::vector<std::string> all = {"orderReply", "order", "order", "deal"};
-  const std::vector<std::string> kinds = s.recorder.kinds();
+  const Kinds all = {"orderReply", "order", "order", "deal"}, kinds = s.recorder.kinds();
   ASSERT_LE(kinds.size(), all.size());
   EXPECT_TRUE(std::equal(kinds.begin(), kinds.end(), all.begin()));
 }
@@ -137,34 +126,15 @@ TEST(BrokerThreadsTest, ShutdownFromInsideACallbackDoesNotWaitForItself) {
     s.recorder.react([&](const Recorded& e) {
       if (e.kind == "orderReply") s.api->shutdown();
     });
-    const COrdinaryOrder order = makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3650);
-    s.api->placeOrder(&order, 2, "");
+    s.place(makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3650), 2);
     ASSERT_TRUE(s.recorder.waitFor(1));
     joinSimulatedThreads();
-    EXPECT_EQ(s.recorder.kinds(), (std::vector<std::string>{"orderReply"}));
+    EXPECT_EQ(s.recorder.kinds(), Kinds{"orderReply"});
   }
 }
 
-TEST(BrokerThreadsTest, JoinAllReturnsOnceEveryObjectIsShutDown) {
-  Session first(""), second("");
-  first.connect();
-  second.connect();
-  std::atomic<bool> joined{false};
-  std::thread waiter([&] {
-    joinSimulatedThreads();
-    joined = true;
-  });
-  first.api->shutdown();
-  second.api->shutdown();
-  waiter.join();
-  EXPECT_TRUE(joined);
-  // Objects stay usable for deletion; a request after shutdown answers nothing.
-  first.api->queryPosition("88001234", 1, "");
-  EXPECT_EQ(first.recorder.size(), 1u);
-}
-
 TEST(BrokerThreadsTest, DeletingTheObjectFromItsOwnCallbackIsSafe) {
-  TempFile file("delete_from_callback", configText(""));
+  TempFile file(configText(""));
   Recorder recorder;
   XtTraderApi* api = createSimulatedApi("127.0.0.1:7001");
   ASSERT_NE(api, nullptr);
@@ -179,41 +149,25 @@ TEST(BrokerThreadsTest, DeletingTheObjectFromItsOwnCallbackIsSafe) {
 }
 
 TEST(BrokerThreadsTest, FactoryRefusesUnusableAddresses) {
-  struct Case {
-    const char* address;
-    bool usable;
-  };
-  const Case cases[] = {
-      {"127.0.0.1:7001", true}, {"counter.example:1", true}, {"[::1]:65535", true},
-      {nullptr, false},         {"", false},                 {"127.0.0.1", false},
-      {":7001", false},         {"host:", false},            {"host:0", false},
-      {"host:65536", false},    {"host:70a", false},         {"host:-1", false},
-      {"my host:7001", false},  {"host:123456", false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.address != nullptr ? c.address : "<null>");
-    XtTraderApi* api = createSimulatedApi(c.address);
-    EXPECT_EQ(api != nullptr, c.usable);
-    if (api != nullptr) {
-      api->shutdown();
-      delete api;
-    }
+  for (const char* address : {"127.0.0.1:7001", "counter.example:1", "[::1]:65535"}) {
+    std::unique_ptr<XtTraderApi> api(createSimulatedApi(address));
+    EXPECT_NE(api, nullptr) << address;
   }
+  for (const char* address : {"", "127.0.0.1", ":7001", "host:", "host:0", "host:65536", "host:70a",
+                              "host:-1", "my host:7001", "host:123456"}) {
+    EXPECT_EQ(createSimulatedApi(address), nullptr) << address;
+  }
+  EXPECT_EQ(createSimulatedApi(nullptr), nullptr);
 }
 
 TEST(BrokerThreadsTest, TimedPriceWalkFillsARestingOrder) {
   Session s("price_walk_ms = 1\nprice_walk_ticks = 5");
   s.connectAndLogin();
   // One tick inside on each side: the walk crosses one of them within a few steps.
-  const COrdinaryOrder buy = makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3649);
-  const COrdinaryOrder sell = makeOrder("rb2410", "SHFE", OPT_OPEN_SHORT, 1, 3651);
-  s.api->placeOrder(&buy, 2, "");
-  s.api->placeOrder(&sell, 3, "");
+  s.place(makeOrder("rb2410", "SHFE", OPT_OPEN_LONG, 1, 3649), 2);
+  s.place(makeOrder("rb2410", "SHFE", OPT_OPEN_SHORT, 1, 3651), 3);
   ASSERT_TRUE(s.recorder.waitFor(6));  // two replies, two acceptances, a fill and its deal
-  const std::vector<Recorded> e = s.recorder.events();
-  bool filled = false;
-  for (const Recorded& r : e) filled = filled || r.kind == "deal";
-  EXPECT_TRUE(filled);
+  EXPECT_FALSE(s.recorder.eventsOf("deal").empty());
 }
 
 }  // namespace
