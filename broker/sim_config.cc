@@ -251,24 +251,23 @@ class Parser {
       else return "fill_mode must be full, partial or none";
       return std::string();
     }
-    if (key == "fill_slices") {
-      if (!parseInt(value, 1, 1000, number)) return "fill_slices must be a whole number 1-1000";
-      b.fillSlices = static_cast<int>(number);
-      return std::string();
-    }
-    if (key == "reply_latency_ms") {
-      if (!parseInt(value, 0, 60000, number)) return "reply_latency_ms must be 0-60000";
-      b.replyLatencyMs = static_cast<int>(number);
-      return std::string();
-    }
-    if (key == "price_walk_ms") {
-      if (!parseInt(value, 0, 3600000, number)) return "price_walk_ms must be 0-3600000";
-      b.priceWalkMs = static_cast<int>(number);
-      return std::string();
-    }
-    if (key == "price_walk_ticks") {
-      if (!parseInt(value, 0, 1000, number)) return "price_walk_ticks must be 0-1000";
-      b.priceWalkTicks = static_cast<int>(number);
+    // The whole-number keys that hold an int of the behaviour.
+    static const struct {
+      const char* key;
+      long long least, most;
+      int Behaviour::*field;
+      const char* error;
+    } kIntKeys[] = {
+        {"fill_slices", 1, 1000, &Behaviour::fillSlices, "fill_slices must be a whole number 1-1000"},
+        {"reply_latency_ms", 0, 60000, &Behaviour::replyLatencyMs,
+         "reply_latency_ms must be 0-60000"},
+        {"price_walk_ms", 0, 3600000, &Behaviour::priceWalkMs, "price_walk_ms must be 0-3600000"},
+        {"price_walk_ticks", 0, 1000, &Behaviour::priceWalkTicks, "price_walk_ticks must be 0-1000"},
+    };
+    for (const auto& k : kIntKeys) {
+      if (key != k.key) continue;
+      if (!parseInt(value, k.least, k.most, number)) return k.error;
+      b.*k.field = static_cast<int>(number);
       return std::string();
     }
     if (key == "price_walk_seed") {

@@ -54,34 +54,27 @@ void SimulatedApi::userLogout(const char* userName, const char* password, int re
   });
 }
 
+// The five queries answer alike: the account's records, on the callback thread.
+void SimulatedApi::query(Query query, const char* accountId, int requestId) {
+  connection_->request([&](Counter& counter, Outbox& out) {
+    (counter.*query)(text(accountId), requestId, out);
+  });
+}
+
 void SimulatedApi::queryAccountDetail(const char* accountId, int requestId, const char*) {
-  connection_->request([&](Counter& counter, Outbox& out) {
-    counter.queryAccountDetail(text(accountId), requestId, out);
-  });
+  query(&Counter::queryAccountDetail, accountId, requestId);
 }
-
 void SimulatedApi::queryOrderDetail(const char* accountId, int requestId, const char*) {
-  connection_->request([&](Counter& counter, Outbox& out) {
-    counter.queryOrderDetail(text(accountId), requestId, out);
-  });
+  query(&Counter::queryOrderDetail, accountId, requestId);
 }
-
 void SimulatedApi::queryDealDetail(const char* accountId, int requestId, const char*) {
-  connection_->request([&](Counter& counter, Outbox& out) {
-    counter.queryDealDetail(text(accountId), requestId, out);
-  });
+  query(&Counter::queryDealDetail, accountId, requestId);
 }
-
 void SimulatedApi::queryPositionDetail(const char* accountId, int requestId, const char*) {
-  connection_->request([&](Counter& counter, Outbox& out) {
-    counter.queryPositionDetail(text(accountId), requestId, out);
-  });
+  query(&Counter::queryPositionDetail, accountId, requestId);
 }
-
 void SimulatedApi::queryPosition(const char* accountId, int requestId, const char*) {
-  connection_->request([&](Counter& counter, Outbox& out) {
-    counter.queryPosition(text(accountId), requestId, out);
-  });
+  query(&Counter::queryPosition, accountId, requestId);
 }
 
 void SimulatedApi::placeOrder(const COrdinaryOrder* order, int requestId, const char*) {

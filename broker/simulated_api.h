@@ -55,6 +55,9 @@ class SimulatedApi final : public XtTraderApi {
   void setClock(Counter::Clock clock);
 
  private:
+  using Query = void (Counter::*)(const std::string&, int, Outbox&) const;
+  void query(Query query, const char* accountId, int requestId);
+
   std::shared_ptr<Connection> connection_;
   std::thread thread_;
 };

@@ -12,6 +12,7 @@
 
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
+#include "tests/support/answer_modes.h"
 #include "tests/support/recording_host.h"
 
 namespace kestrel {
@@ -193,10 +194,7 @@ TEST_P(TradingDay, OpenCloseAndQueryThroughTheLoadedPlugin) {
   EXPECT_EQ(host.count("onLogout"), 1u);
 }
 
-INSTANTIATE_TEST_SUITE_P(AnswerModes, TradingDay, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& info) {
-                           return info.param ? "Synchronous" : "OnCallbackThread";
-                         });
+INSTANTIATE_TEST_SUITE_P(AnswerModes, TradingDay, ::testing::Values(false, true), answerModeName);
 
 }  // namespace
 }  // namespace testing

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "broker/vendor_hooks.h"
+#include "tests/support/answer_modes.h"
 #include "tests/support/session_fixture.h"
 #include "tests/support/stress_scale.h"
 
@@ -366,9 +367,7 @@ TEST_P(CounterStackTest, EndWhileTheCounterWalksOverRestingOrders) {
 }
 
 INSTANTIATE_TEST_SUITE_P(CounterModes, CounterStackTest, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& info) {
-                           return std::string(info.param ? "Synchronous" : "Asynchronous");
-                         });
+                         answerModeName);
 
 }  // namespace
 }  // namespace testing

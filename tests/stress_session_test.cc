@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/answer_modes.h"
 #include "tests/support/session_fixture.h"
 #include "tests/support/stress_scale.h"
 #include "tests/support/vendor_text.h"
@@ -111,9 +112,7 @@ TEST_P(StressSessionTest, EveryFailureReachesTheHostOnceWhateverItsRoute) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AnswerModes, StressSessionTest, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& info) {
-                           return std::string(info.param ? "Synchronous" : "Asynchronous");
-                         });
+                         answerModeName);
 
 }  // namespace
 }  // namespace testing
