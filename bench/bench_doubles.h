@@ -38,8 +38,8 @@ class NullHost : public ITradeSessionSpi {
   void onLogin(const ResultStatus& status, const LoginReply& reply) override;
   void onLogout(const ResultStatus& status) override;
   void onDisconnected(const ResultStatus& status) override;
-  void onOrderAccepted(const OrderAcceptedRecord* record, const ResultStatus& status,
-                       int requestId, bool isLast) override;
+  void onOrderAccepted(const OrderAcceptedRecord* record, const ResultStatus& status, int requestId,
+                       bool isLast) override;
   void onOrderRejected(const OrderRecord* record, const ResultStatus& status, int requestId,
                        bool isLast) override;
   void onOrderFilled(const OrderFilledRecord* record, const ResultStatus& status, int requestId,
@@ -48,10 +48,10 @@ class NullHost : public ITradeSessionSpi {
                        bool isLast) override;
   void onFill(const FillRecord* record, const ResultStatus& status, int requestId,
               bool isLast) override;
-  void onOrdersResponse(const OrderDetailRecord* record, const ResultStatus& status,
-                        int requestId, bool isLast) override;
-  void onAccountFundsResponse(const AccountFunds* record, const ResultStatus& status,
-                              int requestId, bool isLast) override;
+  void onOrdersResponse(const OrderDetailRecord* record, const ResultStatus& status, int requestId,
+                        bool isLast) override;
+  void onAccountFundsResponse(const AccountFunds* record, const ResultStatus& status, int requestId,
+                              bool isLast) override;
 
   // Blocks until onFill or onOrderFilled has been called `count` times in
   // all since construction.

@@ -89,7 +89,8 @@ xti::VendorOrder vendorOrder(int n, OrderEvent event) {
     case OrderEvent::kRejected:
       order.m_nOrderStatus = xti::ORDER_REJECTED_CHAR;
       order.m_nOrderSubmitStatus = xti::SUBMIT_INSERT_SUBMITTED_CHAR;
-      setField(order.m_strErrorMsg, "\xE8\xB5\x84\xE9\x87\x91\xE4\xB8\x8D\xE8\xB6\xB3");  // 资金不足
+      setField(order.m_strErrorMsg,
+               "\xE8\xB5\x84\xE9\x87\x91\xE4\xB8\x8D\xE8\xB6\xB3");  // 资金不足
       break;
   }
   return order;

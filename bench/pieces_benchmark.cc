@@ -75,7 +75,8 @@ BENCHMARK_CAPTURE(BM_Utf8ToGbkPerCallIconv, chinese, &kChineseText);
 XtTraderSpi& receiverWithAccounts() {
   static XtTraderSpi* receiver = [] {
     auto* r = new XtTraderSpi;
-    for (int i = 0; i < 8; ++i) r->onAccountStatus(("88001234" + std::to_string(50 + i)).c_str(), 0, 1);
+    for (int i = 0; i < 8; ++i)
+      r->onAccountStatus(("88001234" + std::to_string(50 + i)).c_str(), 0, 1);
     return r;
   }();
   return *receiver;

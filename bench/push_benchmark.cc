@@ -51,14 +51,22 @@ void BM_OrderPush(benchmark::State& state, OrderEvent event, Pick pick) {
     if (++next == pushes.size()) next = 0;
   }
 }
-BENCHMARK_CAPTURE(BM_OrderPush, accepted_recent, OrderEvent::kAccepted, Pick::kRecent)->Apply(withSizes);
-BENCHMARK_CAPTURE(BM_OrderPush, accepted_random, OrderEvent::kAccepted, Pick::kRandom)->Apply(withSizes);
-BENCHMARK_CAPTURE(BM_OrderPush, filled_recent, OrderEvent::kFilled, Pick::kRecent)->Apply(withSizes);
-BENCHMARK_CAPTURE(BM_OrderPush, filled_random, OrderEvent::kFilled, Pick::kRandom)->Apply(withSizes);
-BENCHMARK_CAPTURE(BM_OrderPush, canceled_recent, OrderEvent::kCanceled, Pick::kRecent)->Apply(withSizes);
-BENCHMARK_CAPTURE(BM_OrderPush, canceled_random, OrderEvent::kCanceled, Pick::kRandom)->Apply(withSizes);
-BENCHMARK_CAPTURE(BM_OrderPush, rejected_recent, OrderEvent::kRejected, Pick::kRecent)->Apply(withSizes);
-BENCHMARK_CAPTURE(BM_OrderPush, rejected_random, OrderEvent::kRejected, Pick::kRandom)->Apply(withSizes);
+BENCHMARK_CAPTURE(BM_OrderPush, accepted_recent, OrderEvent::kAccepted, Pick::kRecent)
+    ->Apply(withSizes);
+BENCHMARK_CAPTURE(BM_OrderPush, accepted_random, OrderEvent::kAccepted, Pick::kRandom)
+    ->Apply(withSizes);
+BENCHMARK_CAPTURE(BM_OrderPush, filled_recent, OrderEvent::kFilled, Pick::kRecent)
+    ->Apply(withSizes);
+BENCHMARK_CAPTURE(BM_OrderPush, filled_random, OrderEvent::kFilled, Pick::kRandom)
+    ->Apply(withSizes);
+BENCHMARK_CAPTURE(BM_OrderPush, canceled_recent, OrderEvent::kCanceled, Pick::kRecent)
+    ->Apply(withSizes);
+BENCHMARK_CAPTURE(BM_OrderPush, canceled_random, OrderEvent::kCanceled, Pick::kRandom)
+    ->Apply(withSizes);
+BENCHMARK_CAPTURE(BM_OrderPush, rejected_recent, OrderEvent::kRejected, Pick::kRecent)
+    ->Apply(withSizes);
+BENCHMARK_CAPTURE(BM_OrderPush, rejected_random, OrderEvent::kRejected, Pick::kRandom)
+    ->Apply(withSizes);
 
 void BM_DealPush(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
@@ -166,7 +174,11 @@ void BM_RegistryMemory(benchmark::State& state) {
 #endif
   }
 }
-BENCHMARK(BM_RegistryMemory)->Arg(1000000)->Iterations(1)->Repetitions(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RegistryMemory)
+    ->Arg(1000000)
+    ->Iterations(1)
+    ->Repetitions(1)
+    ->Unit(benchmark::kMillisecond);
 
 // The add and update benchmarks run a fixed number of iterations: the
 // registry grows with each one and must stay near its nominal size.

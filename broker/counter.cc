@@ -127,7 +127,8 @@ double Counter::referencePrice(const std::string& code) const {
 
 void Counter::login(const std::string& user, const std::string& password, int requestId,
                     Outbox& out) {
-  if (!online_) return out.userLogin(user, password, requestId, failure(kErrNotConnected, kNotConnected));
+  if (!online_)
+    return out.userLogin(user, password, requestId, failure(kErrNotConnected, kNotConnected));
   const UserConfig* config = config_.findUser(user);
   if (config == nullptr || config->password != password) {
     return out.userLogin(user, password, requestId, failure(kErrLogin, kBadLogin));
@@ -142,7 +143,8 @@ void Counter::login(const std::string& user, const std::string& password, int re
 
 void Counter::logout(const std::string& user, const std::string& password, int requestId,
                      Outbox& out) {
-  if (!online_) return out.userLogout(user, password, requestId, failure(kErrNotConnected, kNotConnected));
+  if (!online_)
+    return out.userLogout(user, password, requestId, failure(kErrNotConnected, kNotConnected));
   const UserConfig* config = config_.findUser(user);
   if (config == nullptr || loggedInUsers_.count(user) == 0) {
     return out.userLogout(user, password, requestId, failure(kErrNotLoggedIn, kUserNotLoggedIn));
@@ -203,11 +205,14 @@ Outcome Counter::checkClosable(const Order& order) {
   int free = 0;
   if (it != positions_.end()) {
     const Position& p = it->second;
-    const bool today = order.operation == OPT_CLOSE_LONG_TODAY ||
-                       order.operation == OPT_CLOSE_SHORT_TODAY;
-    if (today) free = p.freeVolume(kToday);
-    else if (separatesToday(order.exchange)) free = p.freeVolume(kOlder);
-    else free = p.freeVolume(kOlder) + p.freeVolume(kToday);
+    const bool today =
+        order.operation == OPT_CLOSE_LONG_TODAY || order.operation == OPT_CLOSE_SHORT_TODAY;
+    if (today)
+      free = p.freeVolume(kToday);
+    else if (separatesToday(order.exchange))
+      free = p.freeVolume(kOlder);
+    else
+      free = p.freeVolume(kOlder) + p.freeVolume(kToday);
   }
   return free >= order.volume ? Outcome::success() : failure(kErrPosition, kNoPosition);
 }
@@ -215,8 +220,8 @@ Outcome Counter::checkClosable(const Order& order) {
 // Holds the closing order's volume: older lots first unless it closes today's.
 void Counter::freezeClose(Order& order) {
   Position& p = position(order.account, order.instrument, order.side());
-  const bool today = order.operation == OPT_CLOSE_LONG_TODAY ||
-                     order.operation == OPT_CLOSE_SHORT_TODAY;
+  const bool today =
+      order.operation == OPT_CLOSE_LONG_TODAY || order.operation == OPT_CLOSE_SHORT_TODAY;
   const int older = today ? 0 : std::min(order.volume, p.freeVolume(kOlder));
   order.frozen[kOlder] = older;
   order.frozen[kToday] = order.volume - older;
@@ -235,8 +240,8 @@ void Counter::releaseFrozen(Order& order) {
 void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& out) {
   const std::string account = request != nullptr ? kestrel::fieldText(request->m_strAccountID) : "";
   const Instrument* inst = nullptr;
-  Outcome outcome = request == nullptr ? failure(kErrBadOrder, kNullOrder)
-                                       : checkOrder(*request, account, inst);
+  Outcome outcome =
+      request == nullptr ? failure(kErrBadOrder, kNullOrder) : checkOrder(*request, account, inst);
   Order order;
   if (outcome.errorId == 0) {
     order.account = account;
@@ -302,7 +307,8 @@ void Counter::sendToExchange(Order& order, Outbox& out) {
 
 bool Counter::crosses(const Order& order, double reference) const {
   const double slack = 1e-9 * std::max(1.0, std::fabs(reference));
-  return order.buy() ? order.limitPrice >= reference - slack : order.limitPrice <= reference + slack;
+  return order.buy() ? order.limitPrice >= reference - slack
+                     : order.limitPrice <= reference + slack;
 }
 
 // Fills what is left of the order at `price`: at once, or in the configured
@@ -392,8 +398,8 @@ void Counter::finishUnfilledMarketOrder(Order& order, Outbox& out) {
 // --- Cancels -----------------------------------------------------------------
 
 void Counter::cancelById(int orderId, int requestId, Outbox& out) {
-  Order* order = orderId >= 1 && orderId <= static_cast<int>(orders_.size()) ? &orders_[orderId - 1]
-                                                                              : nullptr;
+  Order* order =
+      orderId >= 1 && orderId <= static_cast<int>(orders_.size()) ? &orders_[orderId - 1] : nullptr;
   cancelOrder(order, order != nullptr ? order->account : std::string(), requestId, false, out);
 }
 
@@ -416,16 +422,23 @@ void Counter::cancelOrder(Order* order, const std::string& account, int requestI
   Outcome outcome = online_ ? Outcome::success() : failure(kErrNotConnected, kNotConnected);
   if (outcome.errorId == 0 && !account.empty()) outcome = checkAccount(account);
   if (outcome.errorId == 0) {
-    if (order == nullptr) outcome = failure(kErrCancel, kUnknownOrder);
-    else if (order->status == ORDER_ALL_TRADED_CHAR) outcome = failure(kErrCancel, kCancelFilled);
-    else if (order->status == ORDER_CANCELED_CHAR) outcome = failure(kErrCancel, kCancelCancelled);
-    else if (order->status == ORDER_REJECTED_CHAR) outcome = failure(kErrCancel, kCancelRejected);
+    if (order == nullptr)
+      outcome = failure(kErrCancel, kUnknownOrder);
+    else if (order->status == ORDER_ALL_TRADED_CHAR)
+      outcome = failure(kErrCancel, kCancelFilled);
+    else if (order->status == ORDER_CANCELED_CHAR)
+      outcome = failure(kErrCancel, kCancelCancelled);
+    else if (order->status == ORDER_REJECTED_CHAR)
+      outcome = failure(kErrCancel, kCancelRejected);
   }
-  if (byExchangeId) out.cancelReply2(requestId, outcome);
-  else out.cancelReply(requestId, outcome);
+  if (byExchangeId)
+    out.cancelReply2(requestId, outcome);
+  else
+    out.cancelReply(requestId, outcome);
   if (outcome.errorId != 0) {
     if (config_.behaviour.errorPush) {
-      out.cancelErrorPush(orderError(account, outcome, order != nullptr ? order->id : 0, requestId, true));
+      out.cancelErrorPush(
+          orderError(account, outcome, order != nullptr ? order->id : 0, requestId, true));
     }
     return;
   }

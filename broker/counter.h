@@ -66,8 +66,8 @@ class Counter {
   void placeOrder(const COrdinaryOrder* order, int requestId, Outbox& out);
   void cancelById(int orderId, int requestId, Outbox& out);
   void cancelByExchangeId(const std::string& account, const std::string& exchangeOrderId,
-                          const std::string& exchange, const std::string& instrument,
-                          int requestId, Outbox& out);
+                          const std::string& exchange, const std::string& instrument, int requestId,
+                          Outbox& out);
 
   void queryAccountDetail(const std::string& account, int requestId, Outbox& out) const;
   void queryPosition(const std::string& account, int requestId, Outbox& out) const;
@@ -177,8 +177,8 @@ class Counter {
   std::set<std::string> loggedInUsers_;
   std::set<std::string> loggedIn_;  // fund accounts of the logged-in users
   std::map<PositionKey, Position> positions_;
-  std::vector<Order> orders_;       // index = vendor order id - 1
-  std::vector<int> resting_;        // ids of live orders, in id order
+  std::vector<Order> orders_;  // index = vendor order id - 1
+  std::vector<int> resting_;   // ids of live orders, in id order
   std::vector<VendorDeal> deals_;
   uint64_t walkState_ = 0;
   int nextExchangeOrderId_ = 1;

@@ -1,6 +1,5 @@
 // The counter's records and its five queries.
 #include "broker/counter.h"
-
 #include "plugin/platform.h"
 
 namespace xti {
@@ -42,7 +41,8 @@ Counter::Funds Counter::fundsOf(const std::string& id) const {
     if (std::get<0>(entry.first) != id) continue;
     const Instrument& inst = instruments_.at(std::get<1>(entry.first));
     f.currMargin += entry.second.openCost(nullptr, inst.config.multiplier) * inst.config.marginRate;
-    f.positionProfit += entry.second.floatingProfit(nullptr, inst.reference, inst.config.multiplier);
+    f.positionProfit +=
+        entry.second.floatingProfit(nullptr, inst.reference, inst.config.multiplier);
   }
   for (int orderId : resting_) {
     const Order& order = orders_[orderId - 1];

@@ -53,13 +53,17 @@ class Outbox {
   void queryAnswer(QueryReply<Record> reply, const std::string& account, int requestId,
                    const std::vector<Record>& records) {
     if (records.empty()) {
-      add([=](XtTraderApiCallback& cb) { (cb.*reply)(account.c_str(), requestId, nullptr, true, XtError()); });
+      add([=](XtTraderApiCallback& cb) {
+        (cb.*reply)(account.c_str(), requestId, nullptr, true, XtError());
+      });
       return;
     }
     for (std::size_t i = 0; i < records.size(); ++i) {
       const Record record = records[i];
       const bool last = i + 1 == records.size();
-      add([=](XtTraderApiCallback& cb) { (cb.*reply)(account.c_str(), requestId, &record, last, XtError()); });
+      add([=](XtTraderApiCallback& cb) {
+        (cb.*reply)(account.c_str(), requestId, &record, last, XtError());
+      });
     }
   }
   // A failed query: one reply with a null record, isLast true and the error.

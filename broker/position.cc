@@ -30,8 +30,9 @@ double Position::closeFrozen(Age age, int count, double price, double multiplier
   }
   const int closed = count - left;
   frozen_[age] -= closed;
-  lots_.erase(std::remove_if(lots_.begin(), lots_.end(), [](const Lot& l) { return l.volume == 0; }),
-              lots_.end());
+  lots_.erase(
+      std::remove_if(lots_.begin(), lots_.end(), [](const Lot& l) { return l.volume == 0; }),
+      lots_.end());
   closeProfit_ += profit;
   return profit;
 }

@@ -26,7 +26,7 @@ struct Lot {
   std::string tradeId;   // the opening fill's deal reference
   std::string openDate;  // YYYYMMDD
   double openPrice = 0;
-  int volume = 0;        // held, free and frozen together
+  int volume = 0;  // held, free and frozen together
   Age age = kToday;
 };
 

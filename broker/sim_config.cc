@@ -13,7 +13,7 @@
 namespace xti {
 namespace sim {
 
-const char* const kKnownExchanges[9] = {"SH", "SZ", "SHFE", "DCE", "CZCE",
+const char* const kKnownExchanges[9] = {"SH",    "SZ",  "SHFE", "DCE", "CZCE",
                                         "CFFEX", "INE", "GFEX", "BJ"};
 
 bool isKnownExchange(const std::string& code) {
@@ -53,14 +53,16 @@ namespace {
 std::string productOf(const std::string& code) {
   std::string letters;
   for (char c : code) {
-    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')) letters += c;
-    else break;
+    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'))
+      letters += c;
+    else
+      break;
   }
   return letters.empty() ? code : letters;
 }
 
-InstrumentConfig instrument(const char* code, const char* exchange, double price,
-                            double multiplier, double marginRate, double tick, double band) {
+InstrumentConfig instrument(const char* code, const char* exchange, double price, double multiplier,
+                            double marginRate, double tick, double band) {
   InstrumentConfig i;
   i.code = code;
   i.exchange = exchange;
@@ -120,8 +122,9 @@ bool parseDouble(const std::string& text, double min, double max, double& out) {
 
 bool parseBool(const std::string& text, bool& out) {
   std::string lower = text;
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); });
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) {
+    return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  });
   if (lower == "true" || lower == "on" || lower == "yes" || lower == "1") {
     out = true;
     return true;
@@ -173,7 +176,8 @@ class Parser {
     // so that values such as passwords may hold those characters.
     std::string text = raw;
     for (std::size_t i = 0; i < text.size(); ++i) {
-      if ((text[i] == '#' || text[i] == ';') && (i == 0 || text[i - 1] == ' ' || text[i - 1] == '\t')) {
+      if ((text[i] == '#' || text[i] == ';') &&
+          (i == 0 || text[i - 1] == ' ' || text[i - 1] == '\t')) {
         text.erase(i);
         break;
       }
@@ -182,17 +186,24 @@ class Parser {
     if (text.empty()) return std::string();
     if (text.front() == '[') return header(text);
     const std::size_t equals = text.find('=');
-    if (equals == std::string::npos) return "expected \"key = value\" or a [section], got \"" + text + "\"";
+    if (equals == std::string::npos)
+      return "expected \"key = value\" or a [section], got \"" + text + "\"";
     const std::string key = trim(text.substr(0, equals));
     const std::string value = trim(text.substr(equals + 1));
     if (key.empty()) return "missing key before '='";
-    if (!seenKeys_.insert(key).second && key != "position") return "key \"" + key + "\" given twice";
+    if (!seenKeys_.insert(key).second && key != "position")
+      return "key \"" + key + "\" given twice";
     switch (section_) {
-      case Section::kNone: return "\"" + key + "\" outside a section";
-      case Section::kBehaviour: return behaviourKey(key, value);
-      case Section::kUser: return userKey(key, value);
-      case Section::kAccount: return accountKey(key, value);
-      case Section::kInstrument: return instrumentKey(key, value);
+      case Section::kNone:
+        return "\"" + key + "\" outside a section";
+      case Section::kBehaviour:
+        return behaviourKey(key, value);
+      case Section::kUser:
+        return userKey(key, value);
+      case Section::kAccount:
+        return accountKey(key, value);
+      case Section::kInstrument:
+        return instrumentKey(key, value);
     }
     return std::string();
   }
@@ -216,7 +227,8 @@ class Parser {
     if (words.size() != 2) return "expected [" + kind + " NAME]";
     const std::string& name = words[1];
     if (name.size() > 31) return "name \"" + name + "\" longer than 31 bytes";
-    if (!sectionNames_.insert(kind + " " + name).second) return "[" + kind + " " + name + "] given twice";
+    if (!sectionNames_.insert(kind + " " + name).second)
+      return "[" + kind + " " + name + "] given twice";
     if (kind == "user") {
       section_ = Section::kUser;
       config_.users.push_back(UserConfig{name, std::string(), {}});
@@ -245,10 +257,14 @@ class Parser {
     Behaviour& b = config_.behaviour;
     long long number = 0;
     if (key == "fill_mode") {
-      if (value == "full") b.fillMode = FillMode::kFull;
-      else if (value == "partial") b.fillMode = FillMode::kPartial;
-      else if (value == "none") b.fillMode = FillMode::kNone;
-      else return "fill_mode must be full, partial or none";
+      if (value == "full")
+        b.fillMode = FillMode::kFull;
+      else if (value == "partial")
+        b.fillMode = FillMode::kPartial;
+      else if (value == "none")
+        b.fillMode = FillMode::kNone;
+      else
+        return "fill_mode must be full, partial or none";
       return std::string();
     }
     // The whole-number keys that hold an int of the behaviour.
@@ -258,11 +274,13 @@ class Parser {
       int Behaviour::*field;
       const char* error;
     } kIntKeys[] = {
-        {"fill_slices", 1, 1000, &Behaviour::fillSlices, "fill_slices must be a whole number 1-1000"},
+        {"fill_slices", 1, 1000, &Behaviour::fillSlices,
+         "fill_slices must be a whole number 1-1000"},
         {"reply_latency_ms", 0, 60000, &Behaviour::replyLatencyMs,
          "reply_latency_ms must be 0-60000"},
         {"price_walk_ms", 0, 3600000, &Behaviour::priceWalkMs, "price_walk_ms must be 0-3600000"},
-        {"price_walk_ticks", 0, 1000, &Behaviour::priceWalkTicks, "price_walk_ticks must be 0-1000"},
+        {"price_walk_ticks", 0, 1000, &Behaviour::priceWalkTicks,
+         "price_walk_ticks must be 0-1000"},
     };
     for (const auto& k : kIntKeys) {
       if (key != k.key) continue;
@@ -319,9 +337,12 @@ class Parser {
                                                            : "cash must be a number 0-1e15";
     }
     if (key == "type") {
-      if (value == "futures") account.type = 1;
-      else if (value == "stock") account.type = 2;
-      else return "type must be futures or stock";
+      if (value == "futures")
+        account.type = 1;
+      else if (value == "stock")
+        account.type = 2;
+      else
+        return "type must be futures or stock";
       return std::string();
     }
     if (key == "position") {
@@ -329,9 +350,12 @@ class Parser {
       if (words.size() != 4) return "position takes: INSTRUMENT long|short VOLUME OPEN_PRICE";
       StartPosition position;
       position.instrument = words[0];
-      if (words[1] == "long") position.side = Side::kLong;
-      else if (words[1] == "short") position.side = Side::kShort;
-      else return "position side must be long or short";
+      if (words[1] == "long")
+        position.side = Side::kLong;
+      else if (words[1] == "short")
+        position.side = Side::kShort;
+      else
+        return "position side must be long or short";
       long long volume = 0;
       if (!parseInt(words[2], 1, 1000000000, volume)) return "position volume must be 1-1e9";
       position.volume = static_cast<int>(volume);
@@ -362,14 +386,20 @@ class Parser {
     const char* range = nullptr;
     double* target = nullptr;
     double min = 0, max = kMaxPrice;
-    if (key == "price") target = &i.price, range = "price must be a number above 0";
-    else if (key == "multiplier") target = &i.multiplier, range = "multiplier must be above 0", max = 1e6;
-    else if (key == "margin_rate") target = &i.marginRate, range = "margin_rate must be above 0 and at most 1", max = 1;
-    else if (key == "tick") target = &i.tick, range = "tick must be a number above 0";
-    else if (key == "band_percent") target = &i.bandPercent, range = "band_percent must be above 0 and below 100", max = 99.99;
+    if (key == "price")
+      target = &i.price, range = "price must be a number above 0";
+    else if (key == "multiplier")
+      target = &i.multiplier, range = "multiplier must be above 0", max = 1e6;
+    else if (key == "margin_rate")
+      target = &i.marginRate, range = "margin_rate must be above 0 and at most 1", max = 1;
+    else if (key == "tick")
+      target = &i.tick, range = "tick must be a number above 0";
+    else if (key == "band_percent")
+      target = &i.bandPercent, range = "band_percent must be above 0 and below 100", max = 99.99;
     if (target == nullptr) {
       return "unknown key \"" + key +
-             "\" in [instrument] (exchange, product, price, multiplier, margin_rate, tick, band_percent)";
+             "\" in [instrument] (exchange, product, price, multiplier, margin_rate, tick, "
+             "band_percent)";
     }
     double number = 0;
     if (!parseDouble(value, min, max, number) || number <= 0) return range;
@@ -385,7 +415,8 @@ class Parser {
     }
     for (std::size_t n = 0; n < config_.instruments.size(); ++n) {
       const InstrumentConfig& i = config_.instruments[n];
-      if (i.exchange.empty()) return fail(instrumentLines_[n], "[instrument " + i.code + "] needs exchange");
+      if (i.exchange.empty())
+        return fail(instrumentLines_[n], "[instrument " + i.code + "] needs exchange");
       if (i.price <= 0) return fail(instrumentLines_[n], "[instrument " + i.code + "] needs price");
     }
     for (const auto& ref : accountRefs_) {

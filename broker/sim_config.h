@@ -24,16 +24,16 @@ enum class Side { kLong, kShort };
 
 struct Behaviour {
   FillMode fillMode = FillMode::kFull;
-  int fillSlices = 3;                // fills per order in partial mode
-  int replyLatencyMs = 0;            // delay before each answer reaches the callback
-  int priceWalkMs = 0;               // 0: reference prices never move by themselves
-  int priceWalkTicks = 2;            // largest move of one walk step, in ticks
-  uint64_t priceWalkSeed = 20240601; // same seed, same walk
-  bool synchronous = false;          // answer inside the request call
+  int fillSlices = 3;                 // fills per order in partial mode
+  int replyLatencyMs = 0;             // delay before each answer reaches the callback
+  int priceWalkMs = 0;                // 0: reference prices never move by themselves
+  int priceWalkTicks = 2;             // largest move of one walk step, in ticks
+  uint64_t priceWalkSeed = 20240601;  // same seed, same walk
+  bool synchronous = false;           // answer inside the request call
   std::vector<std::string> unreachable{"unreachable.invalid:7001"};  // connection fails
-  bool errorPush = true;             // validation failures also as error pushes
-  double commissionRate = 0.0001;    // of the traded amount
-  std::string tradingDay;            // YYYYMMDD; empty: today at UTC+8
+  bool errorPush = true;           // validation failures also as error pushes
+  double commissionRate = 0.0001;  // of the traded amount
+  std::string tradingDay;          // YYYYMMDD; empty: today at UTC+8
 };
 
 struct UserConfig {

@@ -76,9 +76,9 @@ bool isDateText(const std::string& text) {
 }
 
 std::string previousWeekday(const std::string& yyyymmdd) {
-  const int64_t days = daysFromCivil(std::stoi(yyyymmdd.substr(0, 4)),
-                                     std::stoi(yyyymmdd.substr(4, 2)),
-                                     std::stoi(yyyymmdd.substr(6, 2)));
+  const int64_t days =
+      daysFromCivil(std::stoi(yyyymmdd.substr(0, 4)), std::stoi(yyyymmdd.substr(4, 2)),
+                    std::stoi(yyyymmdd.substr(6, 2)));
   // 1970-01-01 was a Thursday: weekday 0 is Monday.
   const int64_t weekday = (days % 7 + 7 + 3) % 7;
   const int64_t back = weekday == 0 ? 3 : weekday == 6 ? 2 : 1;

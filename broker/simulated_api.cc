@@ -36,13 +36,15 @@ SimulatedApi::~SimulatedApi() {
   }
 }
 
-void SimulatedApi::setCallback(XtTraderApiCallback* callback) { connection_->setCallback(callback); }
+void SimulatedApi::setCallback(XtTraderApiCallback* callback) {
+  connection_->setCallback(callback);
+}
 void SimulatedApi::init(const char* path) { connection_->init(path); }
 void SimulatedApi::shutdown() { connection_->shutdown(); }
 void SimulatedApi::setClock(Counter::Clock clock) { connection_->setClock(std::move(clock)); }
 
-void SimulatedApi::userLogin(const char* userName, const char* password, int requestId,
-                             const char*, const char*, const char*) {
+void SimulatedApi::userLogin(const char* userName, const char* password, int requestId, const char*,
+                             const char*, const char*) {
   connection_->request([&](Counter& counter, Outbox& out) {
     counter.login(text(userName), text(password), requestId, out);
   });
@@ -56,9 +58,8 @@ void SimulatedApi::userLogout(const char* userName, const char* password, int re
 
 // The five queries answer alike: the account's records, on the callback thread.
 void SimulatedApi::query(Query query, const char* accountId, int requestId) {
-  connection_->request([&](Counter& counter, Outbox& out) {
-    (counter.*query)(text(accountId), requestId, out);
-  });
+  connection_->request(
+      [&](Counter& counter, Outbox& out) { (counter.*query)(text(accountId), requestId, out); });
 }
 
 void SimulatedApi::queryAccountDetail(const char* accountId, int requestId, const char*) {
@@ -78,15 +79,13 @@ void SimulatedApi::queryPosition(const char* accountId, int requestId, const cha
 }
 
 void SimulatedApi::placeOrder(const COrdinaryOrder* order, int requestId, const char*) {
-  connection_->request([&](Counter& counter, Outbox& out) {
-    counter.placeOrder(order, requestId, out);
-  });
+  connection_->request(
+      [&](Counter& counter, Outbox& out) { counter.placeOrder(order, requestId, out); });
 }
 
 void SimulatedApi::cancelOrderById(int orderId, int requestId) {
-  connection_->request([&](Counter& counter, Outbox& out) {
-    counter.cancelById(orderId, requestId, out);
-  });
+  connection_->request(
+      [&](Counter& counter, Outbox& out) { counter.cancelById(orderId, requestId, out); });
 }
 
 void SimulatedApi::cancelOrderByExchangeId(const char* accountId, const char* exchangeOrderId,

@@ -31,8 +31,8 @@ class SimulatedApi final : public XtTraderApi {
   void setCallback(XtTraderApiCallback* callback) override;
   void init(const char* configFilePath) override;
   void shutdown() override;
-  void userLogin(const char* userName, const char* password, int requestId,
-                 const char* machineInfo, const char* appId, const char* authCode) override;
+  void userLogin(const char* userName, const char* password, int requestId, const char* machineInfo,
+                 const char* appId, const char* authCode) override;
   void userLogout(const char* userName, const char* password, int requestId) override;
   void queryAccountDetail(const char* accountId, int requestId, const char* extra) override;
   void queryOrderDetail(const char* accountId, int requestId, const char* extra) override;
@@ -42,8 +42,8 @@ class SimulatedApi final : public XtTraderApi {
   void placeOrder(const COrdinaryOrder* order, int requestId, const char* extra) override;
   void cancelOrderById(int orderId, int requestId) override;
   void cancelOrderByExchangeId(const char* accountId, const char* exchangeOrderId,
-                               const char* exchangeCode, const char* instrumentCode,
-                               int requestId, const char* extra) override;
+                               const char* exchangeCode, const char* instrumentCode, int requestId,
+                               const char* extra) override;
 
   // --- Market tools ---
   // One step of the price walk now, whatever the configured interval.

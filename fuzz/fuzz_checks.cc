@@ -71,7 +71,7 @@ bool oneOf(int32_t value, std::initializer_list<int32_t> allowed) {
 class CheckingHost : public ITradeSessionSpi {
  public:
   // What a report for the current event must carry.
-  int32_t orderId = 0;    // the vendor order id of the pushed record
+  int32_t orderId = 0;      // the vendor order id of the pushed record
   bool registered = false;  // the registry knows orderId
   int calls = 0;
 
@@ -83,8 +83,7 @@ class CheckingHost : public ITradeSessionSpi {
     sink += copy.loginStamp.size();
   }
   void onLogout(const ResultStatus& s) override { status(s); }
-  void onOrderAccepted(const OrderAcceptedRecord* r, const ResultStatus& s, int id,
-                       bool) override {
+  void onOrderAccepted(const OrderAcceptedRecord* r, const ResultStatus& s, int id, bool) override {
     orderEvent(r, s, id);
   }
   // A failure report carries status -1 and the request number (which may be
@@ -323,28 +322,26 @@ void checkVendorRecords(const uint8_t* data, std::size_t size) {
   host.orderId = order.m_nOrderID;
   host.registered = (flags & 1) != 0;
   expectCalls(host, "onOrderPush", 1, [&] { spi->onOrderPush(&order); });
-  expectCalls(host, "onOrderDetailReply", 2, [&] {
-    spi->onOrderDetailReply(text.c_str(), 2, &order, isLast, succeeded);
-  });
+  expectCalls(host, "onOrderDetailReply", 2,
+              [&] { spi->onOrderDetailReply(text.c_str(), 2, &order, isLast, succeeded); });
   host.orderId = deal.m_nOrderID;
   host.registered = (flags & 1) != 0 && deal.m_nOrderID == order.m_nOrderID;
   expectCalls(host, "onDealPush", 1, [&] { spi->onDealPush(&deal); });
-  expectCalls(host, "onDealDetailReply", 1, [&] {
-    spi->onDealDetailReply(text.c_str(), 3, &deal, isLast, succeeded);
-  });
+  expectCalls(host, "onDealDetailReply", 1,
+              [&] { spi->onDealDetailReply(text.c_str(), 3, &deal, isLast, succeeded); });
 
   // Failure routes: each filed request is reported once, whichever comes.
   const int pendingOrders = static_cast<int>(identity.newOrderBook->size());
   const int pendingCancels = static_cast<int>(identity.cancelBook->size());
   const int before = host.calls;
   expectCalls(host, "onOrderErrorPush", 1, [&] { spi->onOrderErrorPush(&error); });
-  expectCalls(host, "onOrderReply", 1, [&] {
-    spi->onOrderReply(error.m_nRequestID, 0, text.c_str(), failed);
-  });
+  expectCalls(host, "onOrderReply", 1,
+              [&] { spi->onOrderReply(error.m_nRequestID, 0, text.c_str(), failed); });
   expectCalls(host, "onCancelErrorPush", 1, [&] { spi->onCancelErrorPush(&error); });
   expectCalls(host, "onCancelReply", 1, [&] { spi->onCancelReply(error.m_nRequestID, failed); });
   expectCalls(host, "onCancelReply2", 1, [&] { spi->onCancelReply2(error.m_nRequestID, failed); });
-  if (host.calls - before != pendingOrders + pendingCancels) fail("failure reports lost or doubled");
+  if (host.calls - before != pendingOrders + pendingCancels)
+    fail("failure reports lost or doubled");
   if (identity.newOrderBook->size() != 0 || identity.cancelBook->size() != 0) {
     fail("books not empty after the failures");
   }
@@ -352,25 +349,19 @@ void checkVendorRecords(const uint8_t* data, std::size_t size) {
   host.orderId = order.m_nOrderID;
   host.registered = (flags & 1) != 0;
   for (const xti::XtError* outcome : {&succeeded, &failed}) {
-    expectCalls(host, "onAccountDetailReply", 1, [&] {
-      spi->onAccountDetailReply(text.c_str(), 4, &funds, isLast, *outcome);
-    });
-    expectCalls(host, "onPositionReply", 1, [&] {
-      spi->onPositionReply(text.c_str(), 5, &position, isLast, *outcome);
-    });
-    expectCalls(host, "onPositionDetailReply", 1, [&] {
-      spi->onPositionDetailReply(text.c_str(), 6, &detail, isLast, *outcome);
-    });
-    expectCalls(host, "onOrderDetailReply", 2, [&] {
-      spi->onOrderDetailReply(text.c_str(), 7, &order, isLast, *outcome);
-    });
-    expectCalls(host, "onDealDetailReply", 1, [&] {
-      spi->onDealDetailReply(text.c_str(), 8, &deal, isLast, *outcome);
-    });
+    expectCalls(host, "onAccountDetailReply", 1,
+                [&] { spi->onAccountDetailReply(text.c_str(), 4, &funds, isLast, *outcome); });
+    expectCalls(host, "onPositionReply", 1,
+                [&] { spi->onPositionReply(text.c_str(), 5, &position, isLast, *outcome); });
+    expectCalls(host, "onPositionDetailReply", 1,
+                [&] { spi->onPositionDetailReply(text.c_str(), 6, &detail, isLast, *outcome); });
+    expectCalls(host, "onOrderDetailReply", 2,
+                [&] { spi->onOrderDetailReply(text.c_str(), 7, &order, isLast, *outcome); });
+    expectCalls(host, "onDealDetailReply", 1,
+                [&] { spi->onDealDetailReply(text.c_str(), 8, &deal, isLast, *outcome); });
   }
-  expectCalls(host, "onAccountStatus", 0, [&] {
-    spi->onAccountStatus(text.c_str(), accountType, accountStatus);
-  });
+  expectCalls(host, "onAccountStatus", 0,
+              [&] { spi->onAccountStatus(text.c_str(), accountType, accountStatus); });
   expectCalls(host, "onUserLogin", 1, [&] { spi->onUserLogin("u", "p", 9, failed); });
 }
 
@@ -389,8 +380,8 @@ void checkCodeConvert(const uint8_t* data, std::size_t size) {
     if (countOf(gbk, '?') == countOf(text, '?')) {
       const std::string back = CodeConvert::gbk_to_utf8(gbk);
       if (back != text) {
-        fail("round trip " + hexOf(data, size) + " -> " + hexOf(gbk.data(), gbk.size()) +
-             " -> " + hexOf(back.data(), back.size()));
+        fail("round trip " + hexOf(data, size) + " -> " + hexOf(gbk.data(), gbk.size()) + " -> " +
+             hexOf(back.data(), back.size()));
       }
     }
     if (sizeof(wchar_t) == 4) {
@@ -405,7 +396,8 @@ void checkCodeConvert(const uint8_t* data, std::size_t size) {
   std::wstring units(size / sizeof(wchar_t), L'\0');
   if (!units.empty()) std::memcpy(&units[0], data, units.size() * sizeof(wchar_t));
   const std::string fromWide = CodeConvert::unicode_to_gbk(units);
-  if (fromWide.size() > 2 * units.size()) fail("unicode_to_gbk output too long: " + hexOf(data, size));
+  if (fromWide.size() > 2 * units.size())
+    fail("unicode_to_gbk output too long: " + hexOf(data, size));
 }
 
 }  // namespace fuzz

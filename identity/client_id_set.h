@@ -54,9 +54,9 @@ class KS_PLUGIN_API XtClientIdSet {
 
  private:
   Mutex mutex;
-  std::map<int, ClientId> requestMap KS_GUARDED_BY(mutex);   // host request number -> id
-  std::map<int, ClientId> orderMap KS_GUARDED_BY(mutex);     // vendor order number -> id
-  std::map<std::string, int> keyMap KS_GUARDED_BY(mutex);    // key text -> vendor order number
+  std::map<int, ClientId> requestMap KS_GUARDED_BY(mutex);  // host request number -> id
+  std::map<int, ClientId> orderMap KS_GUARDED_BY(mutex);    // vendor order number -> id
+  std::map<std::string, int> keyMap KS_GUARDED_BY(mutex);   // key text -> vendor order number
 };
 
 }  // namespace kestrel

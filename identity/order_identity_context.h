@@ -20,9 +20,7 @@ using CancelBook = PendingOrderBook<AccountOrderCancelRequest>;
 
 struct OrderIdentityContext {
   OrderIdentityContext()
-      : registry(new XtClientIdSet),
-        newOrderBook(new NewOrderBook),
-        cancelBook(new CancelBook) {}
+      : registry(new XtClientIdSet), newOrderBook(new NewOrderBook), cancelBook(new CancelBook) {}
 
   // Members are released in reverse declaration order: cancelBook,
   // newOrderBook, registry.

@@ -24,32 +24,32 @@ namespace kestrel {
 
 class ITradeSessionSpi {
  public:
-  virtual ~ITradeSessionSpi() = default;                                    // slot 0
-  virtual void onConnected(const ResultStatus& status) { (void)status; }   // slot 1
-  virtual void reservedSlot2() {}                                           // slot 2
+  virtual ~ITradeSessionSpi() = default;                                       // slot 0
+  virtual void onConnected(const ResultStatus& status) { (void)status; }       // slot 1
+  virtual void reservedSlot2() {}                                              // slot 2
   virtual void onLogin(const ResultStatus& status, const LoginReply& reply) {  // slot 3
     (void)status;
     (void)reply;
   }
   virtual void onLogout(const ResultStatus& status) { (void)status; }        // slot 4
   virtual void onDisconnected(const ResultStatus& status) { (void)status; }  // slot 5
-  virtual void reservedSlot6() {}                                             // slot 6
-  virtual void reservedSlot7() {}                                             // slot 7
-  virtual void reservedSlot8() {}                                             // slot 8
+  virtual void reservedSlot6() {}                                            // slot 6
+  virtual void reservedSlot7() {}                                            // slot 7
+  virtual void reservedSlot8() {}                                            // slot 8
   virtual void onOrderAccepted(const OrderAcceptedRecord* record, const ResultStatus& status,
                                int requestId, bool isLast) {  // slot 9
     (void)record, (void)status, (void)requestId, (void)isLast;
   }
-  virtual void onOrderRejected(const OrderRecord* record, const ResultStatus& status,
-                               int requestId, bool isLast) {  // slot 10
+  virtual void onOrderRejected(const OrderRecord* record, const ResultStatus& status, int requestId,
+                               bool isLast) {  // slot 10
     (void)record, (void)status, (void)requestId, (void)isLast;
   }
   virtual void onOrderFilled(const OrderFilledRecord* record, const ResultStatus& status,
                              int requestId, bool isLast) {  // slot 11
     (void)record, (void)status, (void)requestId, (void)isLast;
   }
-  virtual void onOrderCanceled(const OrderRecord* record, const ResultStatus& status,
-                               int requestId, bool isLast) {  // slot 12
+  virtual void onOrderCanceled(const OrderRecord* record, const ResultStatus& status, int requestId,
+                               bool isLast) {  // slot 12
     (void)record, (void)status, (void)requestId, (void)isLast;
   }
   virtual void onFill(const FillRecord* record, const ResultStatus& status, int requestId,
@@ -62,8 +62,8 @@ class ITradeSessionSpi {
   }
   virtual void reservedSlot15() {}  // slot 15
   virtual void reservedSlot16() {}  // slot 16
-  virtual void onFillsResponse(const FillRecord* record, const ResultStatus& status,
-                               int requestId, bool isLast) {  // slot 17
+  virtual void onFillsResponse(const FillRecord* record, const ResultStatus& status, int requestId,
+                               bool isLast) {  // slot 17
     (void)record, (void)status, (void)requestId, (void)isLast;
   }
   virtual void onPositionsResponse(const PositionRecord* record, const ResultStatus& status,

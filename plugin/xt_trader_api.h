@@ -39,12 +39,12 @@ enum EPriceType : int32_t {
 
 // Operation codes of COrdinaryOrder.
 enum EOperationType : int32_t {
-  OPT_OPEN_LONG = 0,           // buy to open
-  OPT_CLOSE_LONG_HISTORY = 1,  // sell to close older long positions
-  OPT_CLOSE_LONG_TODAY = 2,    // sell to close today's long positions
-  OPT_OPEN_SHORT = 3,          // sell to open
-  OPT_CLOSE_SHORT_HISTORY = 4, // buy to close older short positions
-  OPT_CLOSE_SHORT_TODAY = 5,   // buy to close today's short positions
+  OPT_OPEN_LONG = 0,            // buy to open
+  OPT_CLOSE_LONG_HISTORY = 1,   // sell to close older long positions
+  OPT_CLOSE_LONG_TODAY = 2,     // sell to close today's long positions
+  OPT_OPEN_SHORT = 3,           // sell to open
+  OPT_CLOSE_SHORT_HISTORY = 4,  // buy to close older short positions
+  OPT_CLOSE_SHORT_TODAY = 5,    // buy to close today's short positions
 };
 
 // Character codes in the records of the callbacks.
@@ -102,26 +102,28 @@ struct COrdinaryOrder {
   XTI_API COrdinaryOrder();
   XTI_API ~COrdinaryOrder();
 
-  char m_strAccountID[32];     // fund account key
-  double m_dPrice;             // limit price
-  double m_dSuperPriceRate;    // price offset for any-price orders; 0 for none
-  int32_t m_nVolume;           // order volume
-  char m_strMarket[32];        // exchange code
-  char m_strInstrument[32];    // instrument code
-  int32_t m_ePriceType;        // EPriceType
-  int32_t m_eOperationType;    // EOperationType
-  int32_t m_eHedgeFlag;        // hedge character code, '1' speculation
-  char m_strRemark[64];        // free text, echoed nowhere
+  char m_strAccountID[32];   // fund account key
+  double m_dPrice;           // limit price
+  double m_dSuperPriceRate;  // price offset for any-price orders; 0 for none
+  int32_t m_nVolume;         // order volume
+  char m_strMarket[32];      // exchange code
+  char m_strInstrument[32];  // instrument code
+  int32_t m_ePriceType;      // EPriceType
+  int32_t m_eOperationType;  // EOperationType
+  int32_t m_eHedgeFlag;      // hedge character code, '1' speculation
+  char m_strRemark[64];      // free text, echoed nowhere
 };
 static_assert(std::is_standard_layout<COrdinaryOrder>::value, "COrdinaryOrder is a C layout");
 static_assert(offsetof(COrdinaryOrder, m_strAccountID) == 0, "COrdinaryOrder::m_strAccountID");
 static_assert(offsetof(COrdinaryOrder, m_dPrice) == 32, "COrdinaryOrder::m_dPrice");
-static_assert(offsetof(COrdinaryOrder, m_dSuperPriceRate) == 40, "COrdinaryOrder::m_dSuperPriceRate");
+static_assert(offsetof(COrdinaryOrder, m_dSuperPriceRate) == 40,
+              "COrdinaryOrder::m_dSuperPriceRate");
 static_assert(offsetof(COrdinaryOrder, m_nVolume) == 48, "COrdinaryOrder::m_nVolume");
 static_assert(offsetof(COrdinaryOrder, m_strMarket) == 52, "COrdinaryOrder::m_strMarket");
 static_assert(offsetof(COrdinaryOrder, m_strInstrument) == 84, "COrdinaryOrder::m_strInstrument");
 static_assert(offsetof(COrdinaryOrder, m_ePriceType) == 116, "COrdinaryOrder::m_ePriceType");
-static_assert(offsetof(COrdinaryOrder, m_eOperationType) == 120, "COrdinaryOrder::m_eOperationType");
+static_assert(offsetof(COrdinaryOrder, m_eOperationType) == 120,
+              "COrdinaryOrder::m_eOperationType");
 static_assert(offsetof(COrdinaryOrder, m_eHedgeFlag) == 124, "COrdinaryOrder::m_eHedgeFlag");
 static_assert(sizeof(COrdinaryOrder) == 192, "COrdinaryOrder size");
 
@@ -133,8 +135,8 @@ static_assert(sizeof(COrdinaryOrder) == 192, "COrdinaryOrder size");
 // Record pointers may be null and point at records that live only for the call.
 class XtTraderApiCallback {
  public:
-  virtual ~XtTraderApiCallback() {}                                             // 0
-  virtual void onConnected(bool success, const char* errorMsg) {               // 1
+  virtual ~XtTraderApiCallback() {}                               // 0
+  virtual void onConnected(bool success, const char* errorMsg) {  // 1
     (void)success, (void)errorMsg;
   }
   virtual void onUserLogin(const char* userName, const char* password, int requestId,
@@ -181,8 +183,8 @@ class XtTraderApiCallback {
     (void)accountId, (void)requestId, (void)data, (void)isLast, (void)error;
   }
   XTI_RESERVED_CALLBACK(18)
-  virtual void onPositionReply(const char* accountId, int requestId,
-                               const VendorPosition* data, bool isLast,
+  virtual void onPositionReply(const char* accountId, int requestId, const VendorPosition* data,
+                               bool isLast,
                                const XtError& error) {  // 19
     (void)accountId, (void)requestId, (void)data, (void)isLast, (void)error;
   }
@@ -214,10 +216,10 @@ class XtTraderApiCallback {
   XTI_RESERVED_CALLBACK(43)
   XTI_RESERVED_CALLBACK(44)
   XTI_RESERVED_CALLBACK(45)
-  virtual void onOrderPush(const VendorOrder* data) { (void)data; }            // 46
-  virtual void onDealPush(const VendorDeal* data) { (void)data; }              // 47
-  virtual void onOrderErrorPush(const VendorOrderError* data) { (void)data; }  // 48
-  virtual void onCancelErrorPush(const VendorOrderError* data) { (void)data; } // 49
+  virtual void onOrderPush(const VendorOrder* data) { (void)data; }             // 46
+  virtual void onDealPush(const VendorDeal* data) { (void)data; }               // 47
+  virtual void onOrderErrorPush(const VendorOrderError* data) { (void)data; }   // 48
+  virtual void onCancelErrorPush(const VendorOrderError* data) { (void)data; }  // 49
   XTI_RESERVED_CALLBACK(50)
   XTI_RESERVED_CALLBACK(51)
   XTI_RESERVED_CALLBACK(52)
@@ -335,7 +337,7 @@ class XTI_API XtTraderApi {
   XTI_RESERVED_REQUEST(36)
   XTI_RESERVED_REQUEST(37)
   virtual void placeOrder(const COrdinaryOrder* order, int requestId,
-                          const char* extra) = 0;  // 38
+                          const char* extra) = 0;                // 38
   virtual void cancelOrderById(int orderId, int requestId) = 0;  // 39
   virtual void cancelOrderByExchangeId(const char* accountId, const char* exchangeOrderId,
                                        const char* exchangeCode, const char* instrumentCode,

@@ -14,13 +14,13 @@
 namespace kestrel {
 namespace {
 
-constexpr int32_t kNotConnected = -6;   // the host table's "未连接"
+constexpr int32_t kNotConnected = -6;  // the host table's "未连接"
 constexpr int32_t kInvalidAddress = -2;
 constexpr int32_t kNoFundAccount = -3;
 constexpr int32_t kApiCreationFailed = -8;
 constexpr int32_t kRequestFailed = -1;
 
-constexpr char kInvalidAddressText[] = "\xCE\xDE\xD0\xA7\xB5\xD8\xD6\xB7";  // 无效地址
+constexpr char kInvalidAddressText[] = "\xCE\xDE\xD0\xA7\xB5\xD8\xD6\xB7";         // 无效地址
 constexpr char kNoFundAccountText[] = "\xCE\xDE\xD7\xCA\xBD\xF0\xD5\xCB\xBA\xC5";  // 无资金账号
 constexpr char kApiCreationFailedText[] = "create XtTraderApi fail";
 
@@ -38,7 +38,9 @@ ResultStatus notConnected() {
   return ResultStatus{kNotConnected, ErrorMessageTable::messageOf(kNotConnected)};
 }
 
-ResultStatus requestFailed(const std::exception& e) { return ResultStatus{kRequestFailed, e.what()}; }
+ResultStatus requestFailed(const std::exception& e) {
+  return ResultStatus{kRequestFailed, e.what()};
+}
 
 // Vendor operation code from the host's direction and offset: a direction
 // other than buy is a sell; an offset other than open and close-today closes

@@ -64,9 +64,9 @@ class TradeSessionXT : public ITradeSession {
   std::string trimmedServerAddress() const;
 
   SessionConfig config;
-  XtTraderSpi* spi;             // owned; never null during the session's life
-  ITradeSessionSpi* hostSpi;    // not owned; null until registerSpi
-  xti::XtTraderApi* api;        // owned; set from a successful connect until release
+  XtTraderSpi* spi;                     // owned; never null during the session's life
+  ITradeSessionSpi* hostSpi;            // not owned; null until registerSpi
+  xti::XtTraderApi* api;                // owned; set from a successful connect until release
   std::atomic<int32_t> requestCounter;  // login and logout request numbers
 };
 

@@ -42,9 +42,10 @@ void XtTraderSpi::dispatchOrderEvent(const xti::VendorOrder& order) {
 }
 
 template <typename Record, typename Convert>
-void XtTraderSpi::reportOrderEvent(
-    const xti::VendorOrder& order, Convert convert,
-    void (ITradeSessionSpi::*hostCall)(const Record*, const ResultStatus&, int, bool)) {
+void XtTraderSpi::reportOrderEvent(const xti::VendorOrder& order, Convert convert,
+                                   void (ITradeSessionSpi::*hostCall)(const Record*,
+                                                                      const ResultStatus&, int,
+                                                                      bool)) {
   Record record;
   fillAccountHeader(config, record.header);
   convert(order, record);
@@ -63,8 +64,7 @@ void XtTraderSpi::reportOrderCanceled(const xti::VendorOrder& order) {
 }
 
 void XtTraderSpi::reportOrderFilled(const xti::VendorOrder& order) {
-  reportOrderEvent<OrderFilledRecord>(order, toFilledOrderRecord,
-                                      &ITradeSessionSpi::onOrderFilled);
+  reportOrderEvent<OrderFilledRecord>(order, toFilledOrderRecord, &ITradeSessionSpi::onOrderFilled);
 }
 
 void XtTraderSpi::reportOrderAccepted(const xti::VendorOrder& order) {
@@ -96,8 +96,7 @@ void XtTraderSpi::orderRecordFromCancelRequest(const AccountOrderCancelRequest& 
 
 // --- Replies and failure pushes ---------------------------------------------
 
-void XtTraderSpi::onOrderReply(int requestId, int orderId, const char*,
-                               const xti::XtError& error) {
+void XtTraderSpi::onOrderReply(int requestId, int orderId, const char*, const xti::XtError& error) {
   runHandler([&] {
     if (error.isSuccess()) {
       // Registry first: from here on pushes of this order carry the host's id.

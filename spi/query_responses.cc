@@ -9,14 +9,15 @@ namespace kestrel {
 // and code -1; success without a record (an empty result) with a null record
 // and code 0; otherwise the converted record with code 0.
 template <typename VendorRecord, typename HostRecord, typename Build>
-void XtTraderSpi::replyRecords(
-    int requestId, const VendorRecord* data, bool isLast, const xti::XtError& error,
-    void (ITradeSessionSpi::*hostCall)(const HostRecord*, const ResultStatus&, int, bool),
-    Build build) {
+void XtTraderSpi::replyRecords(int requestId, const VendorRecord* data, bool isLast,
+                               const xti::XtError& error,
+                               void (ITradeSessionSpi::*hostCall)(const HostRecord*,
+                                                                  const ResultStatus&, int, bool),
+                               Build build) {
   runHandler([&] {
     if (!error.isSuccess()) {
-      (hostSpi->*hostCall)(nullptr, ResultStatus{-1, wrappedErrorText(error.errorMsg())},
-                           requestId, isLast);
+      (hostSpi->*hostCall)(nullptr, ResultStatus{-1, wrappedErrorText(error.errorMsg())}, requestId,
+                           isLast);
       return;
     }
     if (data == nullptr) {

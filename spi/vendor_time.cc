@@ -23,7 +23,7 @@ constexpr std::size_t kTextLength = 19;
 std::size_t assembleText(const char* date, const char* time, char (&out)[kTextLength + 1]) {
   // Positive entries are literal characters; -1 - k takes date byte k,
   // -9 - k takes time byte k.
-  static constexpr int kLayout[kTextLength] = {-1, -2, -3, -4, '-', -5, -6, '-', -7, -8,
+  static constexpr int kLayout[kTextLength] = {-1,  -2, -3,  -4,  '-', -5,  -6,  '-', -7, -8,
                                                ' ', -9, -10, -11, -12, -13, -14, -15, -16};
   std::size_t n = 0;
   for (int slot : kLayout) {

@@ -83,8 +83,7 @@ class XtTraderSpi : public xti::XtTraderApiCallback {
 
   // The host's record for a pending request that failed; only the listed
   // fields are written, the rest keep the record's defaults.
-  static void orderRecordFromNewRequest(const AccountOrderNewRequest& request,
-                                        OrderRecord& record);
+  static void orderRecordFromNewRequest(const AccountOrderNewRequest& request, OrderRecord& record);
   static void orderRecordFromCancelRequest(const AccountOrderCancelRequest& request,
                                            OrderRecord& record);
 
@@ -108,8 +107,7 @@ class XtTraderSpi : public xti::XtTraderApiCallback {
                                                            bool));
 
   template <typename VendorRecord, typename HostRecord, typename Build>
-  void replyRecords(int requestId, const VendorRecord* data, bool isLast,
-                    const xti::XtError& error,
+  void replyRecords(int requestId, const VendorRecord* data, bool isLast, const xti::XtError& error,
                     void (ITradeSessionSpi::*hostCall)(const HostRecord*, const ResultStatus&, int,
                                                        bool),
                     Build build);

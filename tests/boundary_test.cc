@@ -1,10 +1,10 @@
 // The plug-in boundary: entry points, the order of the virtual operations the
 // host and the vendor call by position, and the unsupported operations.
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstring>
 #include <memory>
-
-#include <gtest/gtest.h>
 
 #include "plugin/common.h"
 #include "plugin/plugin_entry.h"

@@ -2,13 +2,13 @@
 // with their file and line, the embedded defaults, and where the file is
 // looked for. (A malformed file failing the connection is run end to end in
 // integration_test.)
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <iomanip>
 #include <sstream>
 #include <string>
 #include <tuple>
-
-#include <gtest/gtest.h>
 
 #include "broker/sim_config.h"
 #include "broker/sim_platform.h"

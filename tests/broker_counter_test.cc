@@ -2,14 +2,14 @@
 // synchronous mode (every answer has arrived when the call returns). The
 // plug-in's end-to-end tests (integration_test, stress_counter_test) run the
 // common paths; these pin the counter's texts, numbers and records.
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "tests/broker_recorder.h"
 
@@ -328,11 +328,11 @@ TEST(BrokerCancelTest, RestingOrdersCancelOthersAnswerWhyNot) {
   s.api->cancelOrderByExchangeId("88001234", "000000000003", "DCE", "m2409", 15, "");
   s.api->cancelOrderByExchangeId("88001234", "000000000003", "DCE", "m2409", 16, "");
   s.api->cancelOrderByExchangeId("10001234", "000000000001", "SHFE", "rb2410", 17, "");
-  ASSERT_EQ(s.recorder.kinds(),
-            (Kinds{"cancelReply", "order", "cancelReply", "cancelError", "cancelReply",
-                   "cancelError", "cancelReply", "cancelError", "cancelReply", "cancelError",
-                   "cancelReply2", "order", "cancelReply2", "cancelError", "cancelReply2",
-                   "cancelError"}));
+  ASSERT_EQ(
+      s.recorder.kinds(),
+      (Kinds{"cancelReply", "order", "cancelReply", "cancelError", "cancelReply", "cancelError",
+             "cancelReply", "cancelError", "cancelReply", "cancelError", "cancelReply2", "order",
+             "cancelReply2", "cancelError", "cancelReply2", "cancelError"}));
   const std::vector<Recorded> e = s.recorder.events();
   EXPECT_TRUE(e[0].success && e[10].success);
   for (std::size_t i : {1u, 11u}) {

@@ -4,6 +4,8 @@
 #ifndef KESTREL_TESTS_BROKER_RECORDER_H_
 #define KESTREL_TESTS_BROKER_RECORDER_H_
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -14,8 +16,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "broker/simulated_api.h"
 #include "plugin/platform.h"

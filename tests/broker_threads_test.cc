@@ -1,14 +1,14 @@
 // The simulated counter's threads: where and when callbacks arrive, what
 // shutdown guarantees (also from inside a callback), joinAll, deleting the
 // API object, the address check, the reply latency and the timed price walk.
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <future>
 #include <set>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 #include "broker/simulated_counter.h"
 #include "tests/broker_recorder.h"

@@ -1,10 +1,10 @@
 // The client-id registry: re-keying from request number to vendor order id.
-#include <thread>
-#include <vector>
+#include "identity/client_id_set.h"
 
 #include <gtest/gtest.h>
 
-#include "identity/client_id_set.h"
+#include <thread>
+#include <vector>
 
 namespace kestrel {
 namespace {

@@ -1,10 +1,10 @@
 // The Common stand-in: GBK conversions, executable directory, calendar,
 // exchange tables.
-#include <string>
+#include "plugin/common.h"
 
 #include <gtest/gtest.h>
 
-#include "plugin/common.h"
+#include <string>
 
 #if !defined(_WIN32)
 #include <unistd.h>
@@ -25,14 +25,19 @@ TEST(CodeConvert, BadInputBecomesQuestionMarks) {
   // One '?' per byte outside a well-formed character (a lone continuation
   // byte, each byte of a truncated sequence), one per character GBK cannot
   // hold (an emoji).
-  EXPECT_EQ(CodeConvert::utf8_to_gbk("a\x80" "b"), "a?b");
+  EXPECT_EQ(CodeConvert::utf8_to_gbk("a\x80"
+                                     "b"),
+            "a?b");
   EXPECT_EQ(CodeConvert::utf8_to_gbk("x\xE4\xB8"), "x??");
   EXPECT_EQ(CodeConvert::utf8_to_gbk("\xF0\x9F\x98\x80!"), "?!");
-  EXPECT_EQ(CodeConvert::utf8_to_gbk("\xE4" "ok\xE4\xB8\xAD"), "?ok\xD6\xD0");
+  EXPECT_EQ(CodeConvert::utf8_to_gbk("\xE4"
+                                     "ok\xE4\xB8\xAD"),
+            "?ok\xD6\xD0");
 }
 
 TEST(CodeConvert, WideAndReverseConversions) {
-  EXPECT_EQ(CodeConvert::unicode_to_gbk(L"C:\\\x670D\x52A1\\config"), "C:\\\xB7\xFE\xCE\xF1\\config");
+  EXPECT_EQ(CodeConvert::unicode_to_gbk(L"C:\\\x670D\x52A1\\config"),
+            "C:\\\xB7\xFE\xCE\xF1\\config");
   EXPECT_EQ(CodeConvert::unicode_to_gbk(L"ascii"), "ascii");
   EXPECT_EQ(CodeConvert::gbk_to_utf8("\xB2\xBB\xD6\xA7\xB3\xD6"), "不支持");
   EXPECT_EQ(CodeConvert::gbk_to_utf8("a\xFF"), "a?");
@@ -67,13 +72,12 @@ TEST(TradeTime, EveningSessionsAndWeekendsRoll) {
     TrdDayDirction direction;
     int expected;
   } cases[] = {
-      {wednesday, 10, TrdDayForward, 20240103},
-      {wednesday, 20, TrdDayForward, 20240103},
-      {wednesday, 21, TrdDayForward, 20240104},      // evening counts for Thursday
-      {wednesday + 2, 22, TrdDayForward, 20240108},  // Friday night for Monday
-      {wednesday + 3, 12, TrdDayForward, 20240108},  // Saturday forward: Monday
-      {wednesday + 3, 12, TrdDayBackward, 20240105}, // Saturday backward: Friday
-      {wednesday + 4, 23, TrdDayForward, 20240108},  // Sunday night: Monday
+      {wednesday, 10, TrdDayForward, 20240103},      {wednesday, 20, TrdDayForward, 20240103},
+      {wednesday, 21, TrdDayForward, 20240104},       // evening counts for Thursday
+      {wednesday + 2, 22, TrdDayForward, 20240108},   // Friday night for Monday
+      {wednesday + 3, 12, TrdDayForward, 20240108},   // Saturday forward: Monday
+      {wednesday + 3, 12, TrdDayBackward, 20240105},  // Saturday backward: Friday
+      {wednesday + 4, 23, TrdDayForward, 20240108},   // Sunday night: Monday
       {wednesday + 4, 23, TrdDayBackward, 20240105},
   };
   for (const Case& c : cases) {

@@ -1,11 +1,11 @@
 // Record conversion: code mappings, times, numbers, texts, and every vendor
 // record turned into its host record.
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <limits>
 #include <string>
 #include <tuple>
-
-#include <gtest/gtest.h>
 
 #include "plugin/common.h"
 #include "spi/record_conversion.h"
@@ -48,8 +48,8 @@ TEST_F(ConversionTest, CodeMappingsFollowTheTable) {
     int32_t vendor;
     int32_t priceType, offsetFlag, hedgeFlag, direction;
   } rows[] = {
-      {'0', 1, 1, 0, 1}, {'1', 2, 4, 1, 2}, {'2', 1, 0, 2, 2}, {'3', 1, 5, 3, 2},
-      {'4', 1, 6, 0, 2}, {'5', 1, 0, 0, 2}, {0, 1, 0, 0, 2},   {-1, 1, 0, 0, 2},
+      {'0', 1, 1, 0, 1},      {'1', 2, 4, 1, 2}, {'2', 1, 0, 2, 2}, {'3', 1, 5, 3, 2},
+      {'4', 1, 6, 0, 2},      {'5', 1, 0, 0, 2}, {0, 1, 0, 0, 2},   {-1, 1, 0, 0, 2},
       {49 + 256, 1, 0, 0, 2},  // not a character: the "any other" row
   };
   for (const Row& row : rows) {
@@ -68,11 +68,11 @@ TEST_F(ConversionTest, VendorTimesAreUtcPlusEight) {
     int64_t expected;
   } cases[] = {
       {"20240105", "09:30:15", utcMillis(2024, 1, 5, 1, 30, 15)},
-      {"20240105", "00:00:00", utcMillis(2024, 1, 4, 16, 0, 0)},    // midnight: previous UTC day
+      {"20240105", "00:00:00", utcMillis(2024, 1, 4, 16, 0, 0)},      // midnight: previous UTC day
       {"20240101", "07:59:59", utcMillis(2023, 12, 31, 23, 59, 59)},  // across the year
-      {"20240229", "12:00:00", utcMillis(2024, 2, 29, 4, 0, 0)},    // leap day
-      {"20240105", "09:30:15.5", utcMillis(2024, 1, 5, 1, 30, 15)},  // cut after 8 bytes
-      {"2024010599", "09:30:15", utcMillis(2024, 1, 5, 1, 30, 15)},  // date: 8 bytes only
+      {"20240229", "12:00:00", utcMillis(2024, 2, 29, 4, 0, 0)},      // leap day
+      {"20240105", "09:30:15.5", utcMillis(2024, 1, 5, 1, 30, 15)},   // cut after 8 bytes
+      {"2024010599", "09:30:15", utcMillis(2024, 1, 5, 1, 30, 15)},   // date: 8 bytes only
       {"19700101", "08:00:00", 0},
       {"19691231", "23:59:59", utcMillis(1969, 12, 31, 15, 59, 59)},
       {"99991231", "23:59:59", utcMillis(9999, 12, 31, 15, 59, 59)},
@@ -100,19 +100,37 @@ TEST_F(ConversionTest, NumbersReadLikeStolAndClampedAtoi) {
     const char* text;
     int32_t expected;
   } stol[] = {
-      {"42", 42}, {" 42abc", 42}, {"\t\n\v\f\r 7", 7}, {"+5", 5}, {"-12", -12}, {"007", 7},
-      {"2147483647", kIntMax}, {"-2147483648", kIntMin}, {"2147483648", -1},
-      {"99999999999", -1}, {"-99999999999999999999999", -1}, {"", -1}, {"abc", -1},
-      {"-", -1}, {"- 5", -1}, {"0x1A", 0},
+      {"42", 42},
+      {" 42abc", 42},
+      {"\t\n\v\f\r 7", 7},
+      {"+5", 5},
+      {"-12", -12},
+      {"007", 7},
+      {"2147483647", kIntMax},
+      {"-2147483648", kIntMin},
+      {"2147483648", -1},
+      {"99999999999", -1},
+      {"-99999999999999999999999", -1},
+      {"", -1},
+      {"abc", -1},
+      {"-", -1},
+      {"- 5", -1},
+      {"0x1A", 0},
   };
   for (const Case& c : stol) {
     SCOPED_TRACE(c.text);
     EXPECT_EQ(textToInt(c.text), c.expected);
   }
-  EXPECT_EQ(textToInt(std::string("12\0" "34", 5)), 12);
+  EXPECT_EQ(textToInt(std::string("12\0"
+                                  "34",
+                                  5)),
+            12);
 
-  const Case clamped[] = {{"20240105", 20240105}, {"  -3x", -3}, {"x3", 0},
-                          {"99999999999999", kIntMax}, {"-99999999999999", kIntMin}};
+  const Case clamped[] = {{"20240105", 20240105},
+                          {"  -3x", -3},
+                          {"x3", 0},
+                          {"99999999999999", kIntMax},
+                          {"-99999999999999", kIntMin}};
   for (const Case& c : clamped) {
     SCOPED_TRACE(c.text);
     EXPECT_EQ(textToIntClamped(c.text), c.expected);
@@ -264,12 +282,11 @@ TEST_F(ConversionTest, FillRecordsCarryTheVendorDeal) {
 TEST_F(ConversionTest, FundsTakeTheirAmountsAndTradingDay) {
   xti::VendorAccountDetail detail{};
   setText(detail.m_strTradingDay, "20240105");
-  double* const sources[] = {&detail.m_dCurrMargin,    &detail.m_dPreBalance,
-                             &detail.m_dBalance,       &detail.m_dPositionProfit,
-                             &detail.m_dDeposit,       &detail.m_dWithdraw,
-                             &detail.m_dFrozenMargin,  &detail.m_dAvailable,
-                             &detail.m_dCloseProfit,   &detail.m_dFrozenCash,
-                             &detail.m_dCommission};
+  double* const sources[] = {
+      &detail.m_dCurrMargin,     &detail.m_dPreBalance, &detail.m_dBalance,
+      &detail.m_dPositionProfit, &detail.m_dDeposit,    &detail.m_dWithdraw,
+      &detail.m_dFrozenMargin,   &detail.m_dAvailable,  &detail.m_dCloseProfit,
+      &detail.m_dFrozenCash,     &detail.m_dCommission};
   const int targets[] = {1, 3, 4, 5, 7, 8, 10, 11, 12, 13, 15};  // amountN of each source
   for (int i = 0; i < 11; ++i) *sources[i] = targets[i];
   detail.m_dCredit = 99;  // not carried

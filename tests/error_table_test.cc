@@ -1,9 +1,9 @@
 // The host's error-message table: every text is the GBK encoding of the
 // host's message, proven by converting the UTF-8 text, not by restating bytes.
+#include <gtest/gtest.h>
+
 #include <set>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "plugin/common.h"
 #include "plugin/result_status.h"

@@ -58,7 +58,8 @@ class FuzzRegressionTest : public ::testing::Test {
     for (const auto& entry : std::filesystem::directory_iterator(dir)) {
       SCOPED_TRACE(entry.path().string());
       std::ifstream in(entry.path(), std::ios::binary);
-      const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+      const std::string bytes((std::istreambuf_iterator<char>(in)),
+                              std::istreambuf_iterator<char>());
       run(check, bytes);
       ++files;
     }
@@ -75,7 +76,10 @@ class FuzzRegressionTest : public ::testing::Test {
 // lexical_cast<unsigned short> multiply past INT_MAX on the non-digit before
 // rejecting it (see cmake/sanitizer_ignorelist.txt). Both paths answer 0.
 TEST_F(FuzzRegressionTest, VendorTimeNonDigitBeforeFiveDigits) {
-  const std::string bytes("1900,9209:\xe3" "19255", 16);
+  const std::string bytes(
+      "1900,9209:\xe3"
+      "19255",
+      16);
   run(checkVendorTime, bytes);
   const std::string date = bytes.substr(0, 8), time = bytes.substr(8, 8);
   EXPECT_EQ(vendorTimeToMillis(date.c_str(), time.c_str()), 0);
@@ -104,10 +108,9 @@ TEST_F(FuzzRegressionTest, TagCharacterBecomesOneQuestionMark) {
   EXPECT_EQ(CodeConvert::utf8_to_gbk("a" + tag + "\xE7\x8A\xB6" + tag), "a?\xD7\xB4?");
   // The same character as the platform's wide text: one UTF-32 unit, or a
   // UTF-16 surrogate pair.
-  const std::wstring wideTag =
-      sizeof(wchar_t) == 4
-          ? std::wstring(1, static_cast<wchar_t>(0xE0040))
-          : std::wstring{static_cast<wchar_t>(0xDB40), static_cast<wchar_t>(0xDC40)};
+  const std::wstring wideTag = sizeof(wchar_t) == 4 ? std::wstring(1, static_cast<wchar_t>(0xE0040))
+                                                    : std::wstring{static_cast<wchar_t>(0xDB40),
+                                                                   static_cast<wchar_t>(0xDC40)};
   EXPECT_EQ(CodeConvert::unicode_to_gbk(wideTag), "?");
   EXPECT_EQ(CodeConvert::utf8_to_gbk("\xF3\xA0\x81"), "???") << "cut short: a '?' per byte";
 }

@@ -2,13 +2,13 @@
 // the simulated counter behind the vendor library, a recording host. (The
 // demo host's scripted day, a CTest test, also rests, cancels and has orders
 // refused over this stack; failures under load: stress_counter_test.cc.)
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"

@@ -96,9 +96,9 @@ TEST_F(OrderFlowTest, OrdersGoOutOnTheSmallestAccountWithMappedCodes) {
     int32_t direction, offset, priceType, hedge;
     int32_t operation, vendorPriceType;
   } cases[] = {
-      {1, 1, 1, 1, 0, 11}, {1, 5, 2, 2, 5, 12}, {1, 4, 0, 3, 4, 11}, {1, 6, 3, 0, 4, 11},
-      {2, 1, 1, 1, 3, 11}, {2, 5, 1, 1, 2, 11}, {2, 6, 1, 1, 1, 11}, {0, 1, 2, 1, 3, 12},
-      {2, 0, 1, 1, 1, 11},
+      {1, 1, 1, 1, 0, 11}, {1, 5, 2, 2, 5, 12}, {1, 4, 0, 3, 4, 11},
+      {1, 6, 3, 0, 4, 11}, {2, 1, 1, 1, 3, 11}, {2, 5, 1, 1, 2, 11},
+      {2, 6, 1, 1, 1, 11}, {0, 1, 2, 1, 3, 12}, {2, 0, 1, 1, 1, 11},
   };
   int requestId = 100;
   for (const Case& c : cases) {
@@ -239,10 +239,14 @@ TEST_F(OrderFlowTest, DispatchPicksAtMostOneEventByTheFirstRuleThatHolds) {
     const char* exchangeOrderId;
     const char* event;  // nullptr: no call
   } cases[] = {
-      {'4', '6', "EX", "onOrderRejected"}, {'5', '3', "", "onOrderCanceled"},
-      {'1', '5', "", "onOrderFilled"},     {'0', '6', "EX", "onOrderFilled"},
-      {'3', '7', "EX", "onOrderAccepted"}, {'3', '7', "", nullptr},
-      {0, 0, "", nullptr},                 {'5', '6', "EX", "onOrderCanceled"},
+      {'4', '6', "EX", "onOrderRejected"},
+      {'5', '3', "", "onOrderCanceled"},
+      {'1', '5', "", "onOrderFilled"},
+      {'0', '6', "EX", "onOrderFilled"},
+      {'3', '7', "EX", "onOrderAccepted"},
+      {'3', '7', "", nullptr},
+      {0, 0, "", nullptr},
+      {'5', '6', "EX", "onOrderCanceled"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.status) + "/" + std::to_string(c.secondary) + "/" +

@@ -1,9 +1,9 @@
 // The pending-order book: each filed request reaches at most one answer.
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "identity/order_identity_context.h"
 

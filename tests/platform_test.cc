@@ -1,12 +1,12 @@
 // The plug-in's platform seams (plugin/platform.h): the bounded copy into the
 // vendor's fixed text fields, which uses the C runtime's strncpy_s on Windows
 // and its own code elsewhere, must behave the same on both.
-#include <cstring>
-#include <string>
+#include "plugin/platform.h"
 
 #include <gtest/gtest.h>
 
-#include "plugin/platform.h"
+#include <cstring>
+#include <string>
 
 namespace kestrel {
 namespace {
@@ -22,7 +22,8 @@ TEST(CopyTruncated, BehavesAlikeOnEveryPlatform) {
     std::string expected;
   } cases[] = {
       {"short text, field rule", 32, "rb2410", 31, "rb2410"},
-      {"exact fit", 32, "0123456789012345678901234567890", 31, std::string("0123456789012345678901234567890")},
+      {"exact fit", 32, "0123456789012345678901234567890", 31,
+       std::string("0123456789012345678901234567890")},
       {"long text cut at count", 32, forty.c_str(), 31, std::string(31, 'L')},
       {"count below the text", 32, "abcdef", 3, "abc"},
       {"count zero", 32, "abc", 0, ""},

@@ -213,9 +213,9 @@ TEST_F(SessionTest, ConnectionLoginAndLogoutOutcomesReachTheHost) {
   EXPECT_TRUE(ok.entries.empty());
   for (int i : {4, 5}) {
     const LoginReply& failed = *events[i].login;
-    EXPECT_EQ(std::make_tuple(failed.loginStamp, failed.loginState, failed.tradingDay,
-                              failed.loginKind),
-              std::make_tuple("", -1, 0, 0));
+    EXPECT_EQ(
+        std::make_tuple(failed.loginStamp, failed.loginState, failed.tradingDay, failed.loginKind),
+        std::make_tuple("", -1, 0, 0));
   }
 }
 

@@ -2,13 +2,13 @@
 // path for canonical texts must give Boost's result, and every other input
 // must reach Boost unchanged. The fuzz target (fuzz/) runs the same property
 // on arbitrary bytes; this is the ordinary suite's compact sweep.
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "spi/record_conversion.h"
 
@@ -76,16 +76,16 @@ TEST(VendorTimeDifferentialTest, CanonicalDatesAgreeAndFollowEachOther) {
 // of range, non-digits and wrong separators, short and long texts.
 TEST(VendorTimeDifferentialTest, NearCanonicalTexts) {
   for (const char* date :
-       {"20240005", "20241305", "20240100", "20240132", "20230229", "19000229", "21000229",
-        "20000229", "20240431", "20241131", "13991231", "00000101", "99991232", "2024a105",
-        "2024-1-5", " 2024010", "+2024010", "2024010\x7F", "2024010\xB5", "2024010", "2", "",
-        "202401051", "2024010512345678"}) {
+       {"20240005",    "20241305", "20240100", "20240132", "20230229",  "19000229",
+        "21000229",    "20000229", "20240431", "20241131", "13991231",  "00000101",
+        "99991232",    "2024a105", "2024-1-5", " 2024010", "+2024010",  "2024010\x7F",
+        "2024010\xB5", "2024010",  "2",        "",         "202401051", "2024010512345678"}) {
     expectSame(date, "09:30:15");
   }
   for (const char* time :
-       {"24:00:00", "23:60:00", "23:59:60", "99:99:99", "09-30-15", "09:3x:15", "09:30:1 ",
-        " 9:30:15", "+9:30:15", "0930:15 ", "09:30:/5", "09:30::5", "09.30.15", "09:30:1",
-        "9:30:15", "09:30", "0", "", "09:30:15.123", "09:30:150", "09:30:15Z"}) {
+       {"24:00:00", "23:60:00", "23:59:60", "99:99:99", "09-30-15",     "09:3x:15",  "09:30:1 ",
+        " 9:30:15", "+9:30:15", "0930:15 ", "09:30:/5", "09:30::5",     "09.30.15",  "09:30:1",
+        "9:30:15",  "09:30",    "0",        "",         "09:30:15.123", "09:30:150", "09:30:15Z"}) {
     expectSame("20240105", time);
   }
   expectSame("14000101", "07:59:59");  // canonical, but before 1400 in UTC
@@ -100,8 +100,12 @@ TEST(VendorTimeDifferentialTest, NearCanonicalTexts) {
 TEST(VendorTimeDifferentialTest, NulPlacementAndUnterminatedTexts) {
   for (int cut = 0; cut <= 8; ++cut) {
     SCOPED_TRACE("NUL at byte " + std::to_string(cut));
-    char date[16] = "20240105\0" "777777";
-    char time[16] = "09:30:15\0" "777777";
+    char date[16] =
+        "20240105\0"
+        "777777";
+    char time[16] =
+        "09:30:15\0"
+        "777777";
     date[cut] = '\0';
     expectSame(date, "09:30:15");
     time[cut] = '\0';

@@ -11,16 +11,17 @@
 // code page; UTF-8 decoded here so that bad input gives the same '?'s as on
 // Linux. The two agree byte for byte (glibc drops the tag characters
 // U+E0000-U+E007F; the Linux code turns each into '?' before iconv).
-#include "plugin/common.h"
-
 #include <cstddef>
 #include <cstring>
+
+#include "plugin/common.h"
 
 #if defined(_WIN32)
 #include <windows.h>
 #else
-#include <cerrno>
 #include <iconv.h>
+
+#include <cerrno>
 #endif
 
 namespace kestrel {
@@ -160,9 +161,9 @@ std::size_t decodeGbkUnit(const unsigned char* bytes, std::size_t left, std::wst
     return 1;
   }
   wchar_t unit[2];
-  const int n = MultiByteToWideChar(kGbkCodePage, MB_ERR_INVALID_CHARS,
-                                    reinterpret_cast<const char*>(bytes), static_cast<int>(length),
-                                    unit, 2);
+  const int n =
+      MultiByteToWideChar(kGbkCodePage, MB_ERR_INVALID_CHARS, reinterpret_cast<const char*>(bytes),
+                          static_cast<int>(length), unit, 2);
   out.push_back(n == 1 && !outsideGbk(unit[0]) ? unit[0] : L'?');
   return length;
 }

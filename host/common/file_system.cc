@@ -1,7 +1,7 @@
 // Directory of the running executable (the host server).
-#include "plugin/common.h"
-
 #include <string>
+
+#include "plugin/common.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -21,11 +21,15 @@ std::wstring widenUtf8(const std::string& bytes) {
   std::size_t i = 0;
   while (i < bytes.size()) {
     unsigned char lead = static_cast<unsigned char>(bytes[i]);
-    std::size_t length = lead < 0x80 ? 1 : lead >= 0xF0 && lead <= 0xF4 ? 4 : lead >= 0xE0 ? 3
-                                                                           : lead >= 0xC2  ? 2
-                                                                                           : 0;
-    unsigned long cp = length == 1 ? lead : length == 2 ? lead & 0x1F : length == 3 ? lead & 0x0F
-                                                                                   : lead & 0x07;
+    std::size_t length = lead < 0x80                    ? 1
+                         : lead >= 0xF0 && lead <= 0xF4 ? 4
+                         : lead >= 0xE0                 ? 3
+                         : lead >= 0xC2                 ? 2
+                                                        : 0;
+    unsigned long cp = length == 1   ? lead
+                       : length == 2 ? lead & 0x1F
+                       : length == 3 ? lead & 0x0F
+                                     : lead & 0x07;
     bool valid = length != 0 && i + length <= bytes.size();
     for (std::size_t k = 1; valid && k < length; ++k) {
       unsigned char c = static_cast<unsigned char>(bytes[i + k]);

@@ -63,7 +63,8 @@ std::string orderDetails(const Record* record, Event& event) {
   event.volume = record->volume;
   event.price = record->price;
   char text[512];
-  std::snprintf(text, sizeof(text), "%s client=%s@%s exchangeId=%s dir=%d offset=%d vol=%lld price=%.2f status=\"%s\"",
+  std::snprintf(text, sizeof(text),
+                "%s client=%s@%s exchangeId=%s dir=%d offset=%d vol=%lld price=%.2f status=\"%s\"",
                 event.instrument.c_str(), record->clientId.prefix.c_str(),
                 record->clientId.serial.c_str(), record->exchangeOrderId.c_str(), record->direction,
                 record->offsetFlag, static_cast<long long>(record->volume), record->price,
@@ -80,11 +81,11 @@ std::string fillDetails(const kestrel::FillRecord* record, Event& event) {
   event.volume = record->volume;
   event.price = record->price;
   char text[512];
-  std::snprintf(text, sizeof(text), "%s client=%s@%s fill=%s order=%s dir=%d offset=%d vol=%lld price=%.2f",
-                event.instrument.c_str(), record->clientId.prefix.c_str(),
-                record->clientId.serial.c_str(), record->fillReference.c_str(),
-                record->fillReference2.c_str(), record->direction, record->offsetFlag,
-                static_cast<long long>(record->volume), record->price);
+  std::snprintf(
+      text, sizeof(text), "%s client=%s@%s fill=%s order=%s dir=%d offset=%d vol=%lld price=%.2f",
+      event.instrument.c_str(), record->clientId.prefix.c_str(), record->clientId.serial.c_str(),
+      record->fillReference.c_str(), record->fillReference2.c_str(), record->direction,
+      record->offsetFlag, static_cast<long long>(record->volume), record->price);
   return text;
 }
 
@@ -97,9 +98,8 @@ void ConsoleHost::onConnected(const kestrel::ResultStatus& status) {
 void ConsoleHost::onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) {
   Event event = makeEvent("onLogin", status);
   event.hasRecord = true;
-  add(std::move(event), "tradingDay=" + std::to_string(reply.tradingDay) +
-                            " state=" + std::to_string(reply.loginState) +
-                            " stamp=" + reply.loginStamp);
+  add(std::move(event), "tradingDay=" + std::to_string(reply.tradingDay) + " state=" +
+                            std::to_string(reply.loginState) + " stamp=" + reply.loginStamp);
 }
 
 void ConsoleHost::onLogout(const kestrel::ResultStatus& status) {
@@ -111,16 +111,14 @@ void ConsoleHost::onDisconnected(const kestrel::ResultStatus& status) {
 }
 
 void ConsoleHost::onOrderAccepted(const kestrel::OrderAcceptedRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId,
-                                  bool isLast) {
+                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
   Event event = makeEvent("onOrderAccepted", status, requestId, isLast);
   const std::string details = orderDetails(record, event);
   add(std::move(event), details);
 }
 
 void ConsoleHost::onOrderRejected(const kestrel::OrderRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId,
-                                  bool isLast) {
+                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
   Event event = makeEvent("onOrderRejected", status, requestId, isLast);
   const std::string details = orderDetails(record, event);
   add(std::move(event), details);
@@ -134,8 +132,7 @@ void ConsoleHost::onOrderFilled(const kestrel::OrderFilledRecord* record,
 }
 
 void ConsoleHost::onOrderCanceled(const kestrel::OrderRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId,
-                                  bool isLast) {
+                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
   Event event = makeEvent("onOrderCanceled", status, requestId, isLast);
   const std::string details = orderDetails(record, event);
   add(std::move(event), details);
@@ -157,8 +154,7 @@ void ConsoleHost::onOrdersResponse(const kestrel::OrderDetailRecord* record,
 }
 
 void ConsoleHost::onFillsResponse(const kestrel::FillRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId,
-                                  bool isLast) {
+                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
   Event event = makeEvent("onFillsResponse", status, requestId, isLast);
   const std::string details = fillDetails(record, event);
   add(std::move(event), details);
@@ -222,8 +218,7 @@ void ConsoleHost::add(Event event, const std::string& details) {
   std::fprintf(out_, "%s  %-26s req=%-4d code=%-3d%s%s%s%s\n", clockText().c_str(),
                event.name.c_str(), event.requestId, event.code,
                event.message.empty() ? "" : " msg=\"", event.message.c_str(),
-               event.message.empty() ? "" : "\"",
-               details.empty() ? "" : ("  " + details).c_str());
+               event.message.empty() ? "" : "\"", details.empty() ? "" : ("  " + details).c_str());
   std::fflush(out_);
   events_.push_back(std::move(event));
   consumed_.push_back(false);

@@ -50,8 +50,8 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
                      int requestId, bool isLast) override;
   void onOrderCanceled(const kestrel::OrderRecord* record, const kestrel::ResultStatus& status,
                        int requestId, bool isLast) override;
-  void onFill(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,
-              int requestId, bool isLast) override;
+  void onFill(const kestrel::FillRecord* record, const kestrel::ResultStatus& status, int requestId,
+              bool isLast) override;
   void onOrdersResponse(const kestrel::OrderDetailRecord* record,
                         const kestrel::ResultStatus& status, int requestId, bool isLast) override;
   void onFillsResponse(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,

@@ -49,7 +49,8 @@ std::string exchangeOfProduct(const std::string& code) {
 bool parseInstrument(const std::string& text, Instrument& out) {
   const std::size_t dot = text.find('.');
   const std::string code = text.substr(0, dot);
-  const std::string exchange = dot == std::string::npos ? exchangeOfProduct(code) : text.substr(dot + 1);
+  const std::string exchange =
+      dot == std::string::npos ? exchangeOfProduct(code) : text.substr(dot + 1);
   if (code.empty() || exchange.empty()) return false;
   const int number = exchangeNumber(exchange);
   if (number < 0) return false;
@@ -89,8 +90,8 @@ std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offs
   char priceText[32] = "any price";
   if (price != 0) std::snprintf(priceText, sizeof(priceText), "%.2f", price);
   char line[160];
-  std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %lld @ %s",
-                requestId, request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
+  std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %lld @ %s", requestId,
+                request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
                 side == Side::kBuy ? "buy" : "sell", instrument.code.c_str(), volume, priceText);
   host_.note(line);
   const kestrel::ResultStatus status = session_->sendOrder(requestId, request);

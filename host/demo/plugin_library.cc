@@ -98,7 +98,8 @@ bool PluginLibrary::loadHandle(void* handle, const std::string& what) {
 #endif
     return false;
   }
-  create_ = symbolOf<kestrel::CreateTradeSessionFunction>(handle_, kestrel::kCreateTradeSessionName);
+  create_ =
+      symbolOf<kestrel::CreateTradeSessionFunction>(handle_, kestrel::kCreateTradeSessionName);
   info_ = symbolOf<kestrel::GetPluginInfoFunction>(handle_, kestrel::kGetPluginInfoName);
   if (create_ == nullptr || info_ == nullptr) {
     error_ = what + " does not export CreateTradeSession and GetPluginInfo";

@@ -231,7 +231,8 @@ int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
       double volume = 0;
       double price = 0;
       if (args.size() < 3 || args.size() > 4) {
-        std::fprintf(out, "usage: %s INSTRUMENT QTY PRICE [open|close|closetoday]\n", command.c_str());
+        std::fprintf(out, "usage: %s INSTRUMENT QTY PRICE [open|close|closetoday]\n",
+                     command.c_str());
         continue;
       }
       if (!parseInstrument(args[0], instrument)) {
@@ -254,7 +255,8 @@ int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
         } else if (args[3] == "closetoday") {
           offset = Offset::kCloseToday;
         } else if (args[3] != "open") {
-          std::fprintf(out, "offset must be open, close or closetoday, not '%s'\n", args[3].c_str());
+          std::fprintf(out, "offset must be open, close or closetoday, not '%s'\n",
+                       args[3].c_str());
           continue;
         }
       }
@@ -283,7 +285,9 @@ int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
       if (status.code == 0) {
         const std::string serial = args[0];
         s.host().waitFor(
-            [&serial](const Event& e) { return e.name == "onOrderCanceled" && e.clientSerial == serial; },
+            [&serial](const Event& e) {
+              return e.name == "onOrderCanceled" && e.clientSerial == serial;
+            },
             s.settings().timeout);
       }
     } else if (command == "funds") {

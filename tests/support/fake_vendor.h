@@ -28,12 +28,12 @@ namespace testing {
 struct VendorCall {
   std::string op;  // "createXtTraderApi", "setCallback", "init", "shutdown", "destroy",
                    // "joinAll", "userLogin", "placeOrder", "queryPosition", ...
-  std::vector<std::string> texts;   // text arguments in order; null is "<null>"
-  std::vector<int64_t> numbers;     // integer arguments in order
-  xti::COrdinaryOrder order;        // placeOrder: a copy of the order
+  std::vector<std::string> texts;  // text arguments in order; null is "<null>"
+  std::vector<int64_t> numbers;    // integer arguments in order
+  xti::COrdinaryOrder order;       // placeOrder: a copy of the order
   std::thread::id thread;
   std::chrono::steady_clock::time_point at;
-  int sequence = 0;                 // position in the call log
+  int sequence = 0;  // position in the call log
 };
 
 using VendorEvent = std::function<void(xti::XtTraderApiCallback&)>;

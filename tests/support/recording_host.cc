@@ -65,16 +65,15 @@ void RecordingHost::onOrdersResponse(const OrderDetailRecord* r, const ResultSta
                                      bool last) {
   add(recordEvent("onOrdersResponse", r, s, id, last, &HostEvent::orderDetail));
 }
-void RecordingHost::onFillsResponse(const FillRecord* r, const ResultStatus& s, int id,
-                                    bool last) {
+void RecordingHost::onFillsResponse(const FillRecord* r, const ResultStatus& s, int id, bool last) {
   add(recordEvent("onFillsResponse", r, s, id, last, &HostEvent::fill));
 }
 void RecordingHost::onPositionsResponse(const PositionRecord* r, const ResultStatus& s, int id,
                                         bool last) {
   add(recordEvent("onPositionsResponse", r, s, id, last, &HostEvent::position));
 }
-void RecordingHost::onPositionDetailsResponse(const PositionDetailRecord* r,
-                                              const ResultStatus& s, int id, bool last) {
+void RecordingHost::onPositionDetailsResponse(const PositionDetailRecord* r, const ResultStatus& s,
+                                              int id, bool last) {
   add(recordEvent("onPositionDetailsResponse", r, s, id, last, &HostEvent::positionDetail));
 }
 void RecordingHost::onAccountFundsResponse(const AccountFunds* r, const ResultStatus& s, int id,
@@ -107,9 +106,7 @@ std::vector<HostEvent> RecordingHost::eventsNamed(const std::string& name) const
   return out;
 }
 
-std::size_t RecordingHost::count(const std::string& name) const {
-  return eventsNamed(name).size();
-}
+std::size_t RecordingHost::count(const std::string& name) const { return eventsNamed(name).size(); }
 
 std::size_t RecordingHost::total() const {
   std::lock_guard<std::mutex> lock(mutex_);

@@ -43,8 +43,8 @@ class RecordingHost : public ITradeSessionSpi {
   void onLogin(const ResultStatus& status, const LoginReply& reply) override;
   void onLogout(const ResultStatus& status) override;
   void onDisconnected(const ResultStatus& status) override;
-  void onOrderAccepted(const OrderAcceptedRecord* record, const ResultStatus& status,
-                       int requestId, bool isLast) override;
+  void onOrderAccepted(const OrderAcceptedRecord* record, const ResultStatus& status, int requestId,
+                       bool isLast) override;
   void onOrderRejected(const OrderRecord* record, const ResultStatus& status, int requestId,
                        bool isLast) override;
   void onOrderFilled(const OrderFilledRecord* record, const ResultStatus& status, int requestId,
@@ -53,16 +53,16 @@ class RecordingHost : public ITradeSessionSpi {
                        bool isLast) override;
   void onFill(const FillRecord* record, const ResultStatus& status, int requestId,
               bool isLast) override;
-  void onOrdersResponse(const OrderDetailRecord* record, const ResultStatus& status,
-                        int requestId, bool isLast) override;
+  void onOrdersResponse(const OrderDetailRecord* record, const ResultStatus& status, int requestId,
+                        bool isLast) override;
   void onFillsResponse(const FillRecord* record, const ResultStatus& status, int requestId,
                        bool isLast) override;
-  void onPositionsResponse(const PositionRecord* record, const ResultStatus& status,
-                           int requestId, bool isLast) override;
+  void onPositionsResponse(const PositionRecord* record, const ResultStatus& status, int requestId,
+                           bool isLast) override;
   void onPositionDetailsResponse(const PositionDetailRecord* record, const ResultStatus& status,
                                  int requestId, bool isLast) override;
-  void onAccountFundsResponse(const AccountFunds* record, const ResultStatus& status,
-                              int requestId, bool isLast) override;
+  void onAccountFundsResponse(const AccountFunds* record, const ResultStatus& status, int requestId,
+                              bool isLast) override;
 
   std::vector<HostEvent> events() const;
   std::vector<HostEvent> eventsNamed(const std::string& name) const;

@@ -3,9 +3,9 @@
 #ifndef KESTREL_TESTS_SUPPORT_SESSION_FIXTURE_H_
 #define KESTREL_TESTS_SUPPORT_SESSION_FIXTURE_H_
 
-#include <string>
-
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "plugin/common.h"
 #include "plugin/plugin_entry.h"
