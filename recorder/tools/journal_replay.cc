@@ -10,8 +10,9 @@
 //
 // The replay keeps the recorded order: a host request is made, and a vendor
 // callback delivered, once everything recorded before it has happened again
-// (or after N ms, default 5000, noted in the report). Requests go on this
-// thread, callbacks on one thread of the vendor's.
+// (or after N ms, default 5000, noted in the report); a callback recorded
+// while a host request ran is delivered when that request has returned.
+// Requests go on this thread, callbacks on one thread of the vendor's.
 //
 // Not compared: the fields the plug-in fills from the clock (onLogin's
 // loginStamp and tradingDay); texts naming the host program's directory are
@@ -201,12 +202,14 @@ class Replay final : public replay::Driver {
       const Entry& e = file_.entries[i];
       if (stepOf(e) != kHostRequest) continue;
       waitForTurn(i);
-      reached(kHostRequest);
       try {
         request(e);
       } catch (const std::exception& error) {
         note(operationName(e) + " at offset " + std::to_string(e.offset) + ": " + error.what());
       }
+      // Counted once it returned: a callback recorded while it ran comes
+      // after it, as the plug-in's requests never wait for a callback.
+      reached(kHostRequest);
     }
   }
 

@@ -175,8 +175,12 @@ XtError::XtError() : m_nErrorID(0), m_bHasMsg(false), m_strErrorMsg{} {
 }
 
 XtError::XtError(int errorId, const char* message)
-    : m_nErrorID(errorId), m_bHasMsg(false), m_strErrorMsg{} {
-  if (realVendor().makeErrorWith != nullptr) realVendor().makeErrorWith(this, errorId, message);
+    : m_nErrorID(errorId), m_bHasMsg(message != nullptr), m_strErrorMsg{} {
+  if (realVendor().makeErrorWith != nullptr) {
+    realVendor().makeErrorWith(this, errorId, message);
+  } else if (message != nullptr) {
+    std::strncpy(m_strErrorMsg, message, sizeof(m_strErrorMsg) - 1);
+  }
 }
 
 bool XtError::isSuccess() const {
@@ -188,7 +192,8 @@ int XtError::errorID() const {
 }
 
 const char* XtError::errorMsg() const {
-  return realVendor().errorMsg != nullptr ? realVendor().errorMsg(this) : nullptr;
+  if (realVendor().errorMsg != nullptr) return realVendor().errorMsg(this);
+  return m_bHasMsg ? m_strErrorMsg : nullptr;
 }
 
 }  // namespace xti
