@@ -1,6 +1,6 @@
 #include "recorder/tools/entry_text.h"
 
-#include <ctime>
+#include <chrono>
 
 #include "plugin/common.h"
 #include "recorder/journal/operations.h"
@@ -101,18 +101,9 @@ Fields EntryText::fieldsOf(const Entry& entry) {
 }
 
 std::string EntryText::clock(uint64_t time) const {
-  const uint64_t micros = startMicros_ + time / 1000;
-  const std::time_t seconds = static_cast<std::time_t>(micros / 1000000);
-  std::tm local{};
-#if defined(_WIN32)
-  localtime_s(&local, &seconds);
-#else
-  localtime_r(&seconds, &local);
-#endif
-  char text[32];
-  std::snprintf(text, sizeof(text), "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min,
-                local.tm_sec, static_cast<int>(micros / 1000 % 1000));
-  return text;
+  using namespace std::chrono;
+  return demo::clockText(system_clock::time_point(
+      duration_cast<system_clock::duration>(microseconds(startMicros_ + time / 1000))));
 }
 
 // The demo host's own line for the event, after its clock.

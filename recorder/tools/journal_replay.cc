@@ -70,6 +70,10 @@ std::string directoryOf(const std::string& path) {
   return cut == std::string::npos ? std::string() : path.substr(0, cut);
 }
 
+std::string where(const Entry& e) {
+  return operationName(e) + " at offset " + std::to_string(e.offset);
+}
+
 Entry entryOf(const std::string& frame) {
   Entry entry;
   parsePayload(frame.data() + kFrameHeadSize, frame.size() - kFrameHeadSize, entry);
@@ -107,8 +111,8 @@ class Replay final : public replay::Driver {
 
   void run() {
     replay::setDriver(this);
-    std::thread vendor([this] { feedVendor(); });
-    driveHost();
+    std::thread vendor([this] { play(kVendorCallback, &Replay::deliver); });
+    play(kHostRequest, &Replay::request);
     vendor.join();
     // What the last requests and callbacks still bring.
     std::unique_lock<std::mutex> lock(mutex_);
@@ -181,8 +185,7 @@ class Replay final : public replay::Driver {
         missing += " " + std::to_string(before[s] - done_[s]) + " " + kStepNames[s];
       }
     }
-    notes_.push_back(operationName(file_.entries[index]) + " at offset " +
-                     std::to_string(file_.entries[index].offset) + " went on after " +
+    notes_.push_back(where(file_.entries[index]) + " went on after " +
                      std::to_string(timeout_.count()) + " ms without:" + missing);
   }
 
@@ -197,19 +200,21 @@ class Replay final : public replay::Driver {
     notes_.push_back(text);
   }
 
-  void driveHost() {
+  // Makes the recorded entries of one step (host requests on this thread,
+  // vendor callbacks on the vendor's) in order, each in its turn. An entry
+  // counts as done once it returned: a callback recorded while a host request
+  // ran comes after it, as the plug-in's requests never wait for a callback.
+  void play(int step, void (Replay::*act)(const Entry&)) {
     for (std::size_t i = 0; i < file_.entries.size(); ++i) {
       const Entry& e = file_.entries[i];
-      if (stepOf(e) != kHostRequest) continue;
+      if (stepOf(e) != step) continue;
       waitForTurn(i);
       try {
-        request(e);
+        (this->*act)(e);
       } catch (const std::exception& error) {
-        note(operationName(e) + " at offset " + std::to_string(e.offset) + ": " + error.what());
+        note(where(e) + ": " + error.what());
       }
-      // Counted once it returned: a callback recorded while it ran comes
-      // after it, as the plug-in's requests never wait for a callback.
-      reached(kHostRequest);
+      reached(step);
     }
   }
 
@@ -248,21 +253,10 @@ class Replay final : public replay::Driver {
     if (e.operation != op::kDestroySession) observe(kHostAnswer, answer);
   }
 
-  void feedVendor() {
-    for (std::size_t i = 0; i < file_.entries.size(); ++i) {
-      const Entry& e = file_.entries[i];
-      if (stepOf(e) != kVendorCallback) continue;
-      waitForTurn(i);
-      try {
-        if (!replay::deliver(e.object, e.operation, e.values)) {
-          note(operationName(e) + " at offset " + std::to_string(e.offset) +
-               " not delivered: API object #" + std::to_string(e.object) +
-               " has no callback object or was shut down");
-        }
-      } catch (const std::exception& error) {
-        note(operationName(e) + " at offset " + std::to_string(e.offset) + ": " + error.what());
-      }
-      reached(kVendorCallback);
+  void deliver(const Entry& e) {
+    if (!replay::deliver(e.object, e.operation, e.values)) {
+      note(where(e) + " not delivered: API object #" + std::to_string(e.object) +
+           " has no callback object or was shut down");
     }
   }
 
