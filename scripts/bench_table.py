@@ -61,6 +61,10 @@ def rows():
         ("release of a connected session", "BM_ReleaseConnected", "<= 150 ms", 150e6),
         ("end to end, one order at a time: sendOrder -> host fill", "BM_EndToEnd/1", "", None),
         ("end to end, 100 orders in flight: per order", "BM_EndToEnd/100", "", None),
+        ("order push through the recording vendor library", "BM_OrderPushRecording/1",
+         "<= 1 us", 1000),
+        ("  reference: the same push handed on unrecorded", "BM_OrderPushRecording/0", "", None),
+        ("journal entries of one order, both boundaries", "BM_JournalSizePerOrder", "", None),
     ]
     return out
 
@@ -109,6 +113,10 @@ def build_table(figs):
     else:
         table.append(("registry memory at 1e6 orders (add + update)", "not run", "", "",
                       "<= 350 B", ""))
+    journal = bench_common.find(figs, "BM_JournalSizePerOrder")
+    if journal and "bytes_per_order" in journal["counters"]:
+        table.append(("journal size per order (10 entries, both boundaries)",
+                      f"{journal['counters']['bytes_per_order']:.0f} B/order", "", "", "", ""))
     return table
 
 

@@ -23,11 +23,12 @@ std::string instrumentOf(const kestrel::CodeId& codeId) {
   return codeId.code + "." + exchangeCode(codeId.exchange);
 }
 
-std::string clockText() {
+}  // namespace
+
+std::string clockText(std::chrono::system_clock::time_point at) {
   using namespace std::chrono;
-  const auto now = system_clock::now();
-  const std::time_t seconds = system_clock::to_time_t(now);
-  const long long millis = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
+  const std::time_t seconds = system_clock::to_time_t(at);
+  const long long millis = duration_cast<milliseconds>(at.time_since_epoch()).count() % 1000;
   std::tm local{};
 #if defined(_WIN32)
   localtime_s(&local, &seconds);
@@ -39,6 +40,8 @@ std::string clockText() {
                 local.tm_sec, millis);
   return text;
 }
+
+namespace {
 
 Event makeEvent(const char* name, const kestrel::ResultStatus& status, int requestId = 0,
                 bool isLast = true) {

@@ -34,6 +34,9 @@ struct Event {
   double price = 0;
 };
 
+// The local clock time of `at` as every line starts: "HH:MM:SS.mmm".
+std::string clockText(std::chrono::system_clock::time_point at = std::chrono::system_clock::now());
+
 class ConsoleHost : public kestrel::ITradeSessionSpi {
  public:
   explicit ConsoleHost(std::FILE* out) : out_(out) {}

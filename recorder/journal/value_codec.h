@@ -1,0 +1,372 @@
+// How the arguments of the plug-in's two boundaries become journal values and
+// back: put() writes an argument, Arg<T> reads one (and shows it, and hands
+// it to a call again), record() writes a whole entry into a journal.
+//
+// Each argument type has one encoding:
+//   bool, int, 64-bit and double      their value
+//   text (const char*, std::string)   text, or null for a null pointer
+//   secrets (Secret)                  "***" when not empty: never the text
+//   vendor record pointer             its bytes at the vendor's layout, or null
+//   host record (by reference or      its fields in declaration order
+//   pointer, or null)                 (recorder/journal/host_fields.h)
+//   vector, list                      a count, then the elements
+//   callback object pointer           whether one was given (bool)
+//   XtError                           its id and its text (or null)
+#ifndef KESTREL_RECORDER_JOURNAL_VALUE_CODEC_H_
+#define KESTREL_RECORDER_JOURNAL_VALUE_CODEC_H_
+
+#include <cstring>
+#include <list>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+#include "plugin/trade_session_spi.h"
+#include "recorder/journal/host_fields.h"
+#include "recorder/journal/journal.h"
+#include "recorder/journal/journal_format.h"
+#include "recorder/journal/vendor_layout.h"
+
+namespace kestrel {
+namespace journal {
+
+constexpr char kSecretMask[] = "***";
+
+// A text that the journal keeps as "***".
+struct Secret {
+  const char* text;
+};
+
+// --- Printing ----------------------------------------------------------------
+
+// One value as the tools show it: a dotted name and the value as UTF-8 text.
+struct Field {
+  std::string name;
+  std::string value;
+  bool text = false;
+};
+using Fields = std::vector<Field>;
+
+// Host texts are GBK, shown through `hostText`; vendor texts are UTF-8.
+struct PrintContext {
+  std::string (*hostText)(const std::string& gbk) = nullptr;
+  bool host = false;
+};
+
+std::string numberText(double value);           // the shortest text that reads back the same
+std::string utf8Text(const std::string& text);  // invalid bytes become U+FFFD
+
+// --- Visitors over values: write, read, print ---------------------------------
+
+template <typename T>
+struct IsSequence : std::false_type {};
+template <typename T>
+struct IsSequence<std::vector<T>> : std::true_type {};
+template <typename T>
+struct IsSequence<std::list<T>> : std::true_type {};
+
+// Records are classes other than texts and sequences: host records go field by
+// field, the vendor's as their bytes.
+template <typename T>
+constexpr bool kIsRecord =
+    std::is_class<T>::value && !std::is_same<T, std::string>::value && !IsSequence<T>::value;
+template <typename T>
+using IfVendor = std::enable_if_t<VendorLayout<T>::value>;
+template <typename T>
+using IfHostRecord = std::enable_if_t<kIsRecord<T> && !VendorLayout<T>::value>;
+
+class WriteValues {
+ public:
+  explicit WriteValues(FrameWriter& w) : w_(w) {}
+  void operator()(const char*, const int32_t& v) { w_.int32(v); }
+  void operator()(const char*, const int64_t& v) { w_.int64(v); }
+  void operator()(const char*, const double& v) { w_.real(v); }
+  void operator()(const char*, const std::string& v) { w_.text(v); }
+  void secret(const char*, const std::string& v) { w_.text(v.empty() ? v : kSecretMask); }
+  template <typename T>
+  void operator()(const char*, const std::vector<T>& c) {
+    sequence(c);
+  }
+  template <typename T>
+  void operator()(const char*, const std::list<T>& c) {
+    sequence(c);
+  }
+  template <typename R, typename = IfVendor<R>>
+  void operator()(const char*, const R& r, int = 0) {
+    w_.bytes(&r, sizeof(r));
+  }
+  template <typename R, typename = IfHostRecord<R>>
+  void operator()(const char*, const R& r, long = 0) {
+    fields(*this, const_cast<R&>(r));  // only read: fields() serves every visitor
+  }
+
+ private:
+  template <typename C>
+  void sequence(const C& c) {
+    w_.list(c.size());
+    for (const auto& e : c) (*this)("", e);
+  }
+  FrameWriter& w_;
+};
+
+class ReadValues {
+ public:
+  explicit ReadValues(ValueReader& r) : r_(r) {}
+  void operator()(const char*, int32_t& v) { v = r_.int32(); }
+  void operator()(const char*, int64_t& v) { v = r_.int64(); }
+  void operator()(const char*, double& v) { v = r_.real(); }
+  void operator()(const char*, std::string& v) { v = r_.text(); }
+  void secret(const char* name, std::string& v) { (*this)(name, v); }
+  template <typename T>
+  void operator()(const char*, std::vector<T>& c) {
+    sequence(c);
+  }
+  template <typename T>
+  void operator()(const char*, std::list<T>& c) {
+    sequence(c);
+  }
+  template <typename R, typename = IfHostRecord<R>>
+  void operator()(const char*, R& r) {
+    fields(*this, r);
+  }
+
+ private:
+  template <typename C>
+  void sequence(C& c) {
+    c.clear();
+    for (std::size_t n = r_.list(); n > 0; --n) {
+      c.emplace_back();
+      (*this)("", c.back());
+    }
+  }
+  ValueReader& r_;
+};
+
+class PrintValues {
+ public:
+  PrintValues(Fields& out, const PrintContext& context) : out_(out), context_(context) {}
+  void operator()(const char* name, const int32_t& v) { add(name, std::to_string(v), false); }
+  void operator()(const char* name, const int64_t& v) { add(name, std::to_string(v), false); }
+  void operator()(const char* name, const double& v) { add(name, numberText(v), false); }
+  void operator()(const char* name, const bool& v) { add(name, v ? "true" : "false", false); }
+  void operator()(const char* name, const std::string& v) {
+    add(name, context_.host && context_.hostText ? context_.hostText(v) : utf8Text(v), true);
+  }
+  void secret(const char* name, const std::string& v) { (*this)(name, v); }
+  void absent(const char* name) { add(name, "null", false); }
+  template <typename T>
+  void operator()(const char* name, const std::vector<T>& c) {
+    sequence(name, c);
+  }
+  template <typename T>
+  void operator()(const char* name, const std::list<T>& c) {
+    sequence(name, c);
+  }
+  // A vendor record: every field of its layout.
+  void layout(const char* name, const Layout& layout, const void* bytes);
+  template <typename R, typename = IfVendor<R>>
+  void operator()(const char* name, const R& r, int = 0) {
+    layout(name, VendorLayout<R>::get(), &r);
+  }
+  template <typename R, typename = IfHostRecord<R>>
+  void operator()(const char* name, const R& r, long = 0) {
+    const std::size_t outer = prefix_.size();
+    if (*name != '\0') prefix_ += std::string(name) + ".";
+    fields(*this, const_cast<R&>(r));  // only read
+    prefix_.resize(outer);
+  }
+
+ private:
+  void add(const char* name, std::string value, bool text) {
+    out_.push_back(Field{prefix_ + name, std::move(value), text});
+  }
+  template <typename C>
+  void sequence(const char* name, const C& c) {
+    add(name, "[" + std::to_string(c.size()) + "]", false);
+    std::size_t i = 0;
+    for (const auto& e : c)
+      (*this)((std::string(name) + "[" + std::to_string(i++) + "]").c_str(), e);
+  }
+
+  Fields& out_;
+  const PrintContext& context_;
+  std::string prefix_;
+};
+
+// --- Writing arguments ----------------------------------------------------------
+
+inline void put(FrameWriter& w, bool v) { w.boolean(v); }
+inline void put(FrameWriter& w, int v) { w.int32(v); }
+inline void put(FrameWriter& w, const char* v) { v ? w.text(v, std::strlen(v)) : w.null(); }
+inline void put(FrameWriter& w, Secret v) { put(w, v.text && *v.text ? kSecretMask : v.text); }
+inline void put(FrameWriter& w, const xti::XtError& e) {
+  w.int32(e.errorID());
+  put(w, e.errorMsg());
+}
+// The callback objects: whether one was given.
+inline void put(FrameWriter& w, xti::XtTraderApiCallback* object) { w.boolean(object != nullptr); }
+inline void put(FrameWriter& w, ITradeSessionSpi* object) { w.boolean(object != nullptr); }
+template <typename R>
+void put(FrameWriter& w, const R* record) {
+  record ? WriteValues{w}("", *record) : w.null();
+}
+template <typename R, typename = std::enable_if_t<std::is_class<R>::value>>
+void put(FrameWriter& w, const R& r) {
+  WriteValues{w}("", r);
+}
+
+// Whether a parameter is one the call fills in (a non-const reference).
+template <typename P>
+constexpr bool kIsOut =
+    std::is_lvalue_reference<P>::value && !std::is_const<std::remove_reference_t<P>>::value;
+
+template <typename P, typename A>
+void putIfOut(FrameWriter& w, const A& argument) {
+  if constexpr (kIsOut<P>) put(w, argument);
+}
+
+// --- Reading arguments: Arg<T> for a parameter of type T -------------------------
+
+template <typename T, typename = void>
+struct Arg {  // records, containers and numbers, held by value
+  T value{};
+  void read(ValueReader& r) {
+    if constexpr (std::is_same<T, bool>::value) {
+      value = r.boolean();
+    } else {
+      ReadValues{r}("", value);
+    }
+  }
+  void print(PrintValues& p, const char* name) const { p(kIsRecord<T> ? "" : name, value); }
+  T& get() { return value; }
+};
+template <typename T>
+struct Arg<const T&> : Arg<T> {};
+template <typename T>
+struct Arg<T&, std::enable_if_t<!std::is_const<T>::value>> : Arg<T> {};
+
+template <>
+struct Arg<const char*> {
+  bool present = false;
+  std::string value;
+  void read(ValueReader& r) {
+    present = !r.null();
+    if (present) value = r.text();
+  }
+  void print(PrintValues& p, const char* name) const { present ? p(name, value) : p.absent(name); }
+  const char* get() const { return present ? value.c_str() : nullptr; }
+};
+
+template <typename T>  // an object handed over (a callback object): present or not
+struct Arg<T*, std::enable_if_t<!std::is_const<T>::value>> {
+  bool present = false;
+  void read(ValueReader& r) { present = r.boolean(); }
+  void print(PrintValues& p, const char* name) const { p(name, present); }
+  T* get() const { return nullptr; }  // the caller puts its own object in
+};
+
+template <typename T>  // a vendor record as its bytes
+struct Arg<const T*, IfVendor<T>> {
+  bool present = false;
+  alignas(T) char bytes[sizeof(T)];
+  void read(ValueReader& r) {
+    present = !r.null();
+    if (!present) return;
+    const std::string b = r.bytes();
+    if (b.size() != sizeof(T)) {
+      throw FormatError(std::string(VendorLayout<T>::get().name) + " of " +
+                        std::to_string(b.size()) + " bytes, expected " + std::to_string(sizeof(T)));
+    }
+    std::memcpy(bytes, b.data(), sizeof(T));
+  }
+  void print(PrintValues& p, const char* name) const {
+    present ? p.layout(name, VendorLayout<T>::get(), bytes) : p.absent(name);
+  }
+  const T* get() const { return present ? reinterpret_cast<const T*>(bytes) : nullptr; }
+};
+
+template <typename T>  // a host record, or null
+struct Arg<const T*, IfHostRecord<T>> {
+  bool present = false;
+  T value{};
+  void read(ValueReader& r) {
+    present = !r.null();
+    if (present) ReadValues{r}("", value);
+  }
+  void print(PrintValues& p, const char* name) const { present ? p("", value) : p.absent(name); }
+  const T* get() const { return present ? &value : nullptr; }
+};
+
+template <>
+struct Arg<const xti::XtError&> {
+  int32_t id = 0;
+  Arg<const char*> message;
+  void read(ValueReader& r) {
+    id = r.int32();
+    message.read(r);
+  }
+  void print(PrintValues& p, const char*) const {
+    p("errorId", id);
+    message.print(p, "errorMsg");
+  }
+  // Only the vendor libraries, which define XtError, hand one to a call.
+  template <typename E = xti::XtError>
+  E get() const {
+    return E(id, message.get());
+  }
+};
+
+// --- Whole entries -------------------------------------------------------------
+
+// Calls `member` on `object` with arguments read from `values`; with an
+// `answer`, writes the result and the arguments the call filled in.
+template <typename C, typename R, typename... P>
+void invokeRecorded(R (C::*member)(P...), C* object, ValueReader& values, FrameWriter* answer) {
+  std::tuple<Arg<P>...> args;
+  std::apply([&](auto&... a) { (a.read(values), ...); }, args);
+  if constexpr (std::is_void<R>::value) {
+    std::apply([&](auto&... a) { (object->*member)(a.get()...); }, args);
+  } else {
+    const R result = std::apply([&](auto&... a) { return (object->*member)(a.get()...); }, args);
+    if (answer == nullptr) return;
+    put(*answer, result);
+    std::apply([&](auto&... a) { (putIfOut<P>(*answer, a.get()), ...); }, args);
+  }
+}
+
+// Builds, in `frame`, an entry whose values `write` adds.
+template <typename Write>
+void buildEntry(std::string& frame, Boundary boundary, Kind kind, uint16_t operation,
+                uint32_t object, int32_t request, const Write& write) {
+  frame.clear();
+  FrameWriter writer(frame);
+  writer.begin(boundary, kind, operation, object, request);
+  write(writer);
+}
+
+// Builds an entry in a buffer of the calling thread and queues it. Recording
+// never throws into the call it records: a failure counts as an entry lost.
+template <typename Write>
+void recordWith(Journal& journal, Boundary boundary, Kind kind, uint16_t operation, uint32_t object,
+                int32_t request, const Write& write) {
+  try {
+    thread_local std::string frame;
+    buildEntry(frame, boundary, kind, operation, object, request, write);
+    journal.append(frame);
+  } catch (...) {
+    journal.countLost();
+  }
+}
+
+template <typename... Values>
+void record(Journal& journal, Boundary boundary, Kind kind, uint16_t operation, uint32_t object,
+            int32_t request, const Values&... values) {
+  recordWith(journal, boundary, kind, operation, object, request,
+             [&](FrameWriter& w) { (put(w, values), ...); });
+}
+
+}  // namespace journal
+}  // namespace kestrel
+
+#endif  // KESTREL_RECORDER_JOURNAL_VALUE_CODEC_H_

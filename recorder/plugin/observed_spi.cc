@@ -1,0 +1,110 @@
+#include "recorder/plugin/observed_spi.h"
+
+#include "recorder/journal/operations.h"
+
+namespace kestrel {
+namespace journal {
+
+namespace event = slot::event;
+
+// Notes the event; returns the object to hand it to, or null.
+template <typename... Values>
+ITradeSessionSpi* ObservedSpi::note(uint16_t slot, int requestId, const Values&... values) {
+  try {
+    thread_local std::string frame;
+    buildEntry(frame, Boundary::kHost, Kind::kCallback, slot, object_, requestId,
+               [&](FrameWriter& w) { (put(w, values), ...); });
+    noted(frame);
+  } catch (...) {
+    lost();
+  }
+  return target_.load();
+}
+
+// The record-carrying events: (record or null, status, request number, isLast).
+template <typename Record>
+void ObservedSpi::report(
+    uint16_t slot, void (ITradeSessionSpi::*member)(const Record*, const ResultStatus&, int, bool),
+    const Record* record, const ResultStatus& status, int requestId, bool isLast) {
+  if (auto* target = note(slot, requestId, record, status, requestId, isLast)) {
+    (target->*member)(record, status, requestId, isLast);
+  }
+}
+
+void ObservedSpi::onConnected(const ResultStatus& status) {
+  if (auto* target = note(event::onConnected, 0, status)) target->onConnected(status);
+}
+
+void ObservedSpi::onLogin(const ResultStatus& status, const LoginReply& reply) {
+  if (auto* target = note(event::onLogin, 0, status, reply)) target->onLogin(status, reply);
+}
+
+void ObservedSpi::onLogout(const ResultStatus& status) {
+  if (auto* target = note(event::onLogout, 0, status)) target->onLogout(status);
+}
+
+void ObservedSpi::onDisconnected(const ResultStatus& status) {
+  if (auto* target = note(event::onDisconnected, 0, status)) target->onDisconnected(status);
+}
+
+void ObservedSpi::onOrderAccepted(const OrderAcceptedRecord* record, const ResultStatus& status,
+                                  int requestId, bool isLast) {
+  report(event::onOrderAccepted, &ITradeSessionSpi::onOrderAccepted, record, status, requestId,
+         isLast);
+}
+
+void ObservedSpi::onOrderRejected(const OrderRecord* record, const ResultStatus& status,
+                                  int requestId, bool isLast) {
+  report(event::onOrderRejected, &ITradeSessionSpi::onOrderRejected, record, status, requestId,
+         isLast);
+}
+
+void ObservedSpi::onOrderFilled(const OrderFilledRecord* record, const ResultStatus& status,
+                                int requestId, bool isLast) {
+  report(event::onOrderFilled, &ITradeSessionSpi::onOrderFilled, record, status, requestId, isLast);
+}
+
+void ObservedSpi::onOrderCanceled(const OrderRecord* record, const ResultStatus& status,
+                                  int requestId, bool isLast) {
+  report(event::onOrderCanceled, &ITradeSessionSpi::onOrderCanceled, record, status, requestId,
+         isLast);
+}
+
+void ObservedSpi::onFill(const FillRecord* record, const ResultStatus& status, int requestId,
+                         bool isLast) {
+  report(event::onFill, &ITradeSessionSpi::onFill, record, status, requestId, isLast);
+}
+
+void ObservedSpi::onOrdersResponse(const OrderDetailRecord* record, const ResultStatus& status,
+                                   int requestId, bool isLast) {
+  report(event::onOrdersResponse, &ITradeSessionSpi::onOrdersResponse, record, status, requestId,
+         isLast);
+}
+
+void ObservedSpi::onFillsResponse(const FillRecord* record, const ResultStatus& status,
+                                  int requestId, bool isLast) {
+  report(event::onFillsResponse, &ITradeSessionSpi::onFillsResponse, record, status, requestId,
+         isLast);
+}
+
+void ObservedSpi::onPositionsResponse(const PositionRecord* record, const ResultStatus& status,
+                                      int requestId, bool isLast) {
+  report(event::onPositionsResponse, &ITradeSessionSpi::onPositionsResponse, record, status,
+         requestId, isLast);
+}
+
+void ObservedSpi::onPositionDetailsResponse(const PositionDetailRecord* record,
+                                            const ResultStatus& status, int requestId,
+                                            bool isLast) {
+  report(event::onPositionDetailsResponse, &ITradeSessionSpi::onPositionDetailsResponse, record,
+         status, requestId, isLast);
+}
+
+void ObservedSpi::onAccountFundsResponse(const AccountFunds* record, const ResultStatus& status,
+                                         int requestId, bool isLast) {
+  report(event::onAccountFundsResponse, &ITradeSessionSpi::onAccountFundsResponse, record, status,
+         requestId, isLast);
+}
+
+}  // namespace journal
+}  // namespace kestrel

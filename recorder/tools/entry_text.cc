@@ -1,0 +1,166 @@
+#include "recorder/tools/entry_text.h"
+
+#include <chrono>
+
+#include "plugin/common.h"
+#include "recorder/journal/operations.h"
+
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#define KS_PIPE(fds) _pipe(fds, 1 << 16, _O_BINARY)
+#define KS_FDOPEN _fdopen
+#define KS_READ _read
+#define KS_CLOSE _close
+#else
+#include <unistd.h>
+#define KS_PIPE(fds) pipe(fds)
+#define KS_FDOPEN fdopen
+#define KS_READ read
+#define KS_CLOSE close
+#endif
+
+namespace kestrel {
+namespace journal {
+namespace {
+
+constexpr std::size_t kClockWidth = 12;  // "HH:MM:SS.mmm", as the demo host prints it
+
+std::string hostText(const std::string& gbk) { return CodeConvert::gbk_to_utf8(gbk); }
+
+const char* marker(const Entry& e) {
+  if (e.boundary == Boundary::kJournal) return "--";
+  if (e.boundary == Boundary::kHost) {
+    return e.kind == Kind::kRequest ? "H>" : e.kind == Kind::kReturn ? "H=" : "H<";
+  }
+  return e.kind == Kind::kRequest ? "V>" : "V<";
+}
+
+const char* kindName(const Entry& e) {
+  switch (e.kind) {
+    case Kind::kRequest:
+      return "request";
+    case Kind::kReturn:
+      return "return";
+    case Kind::kCallback:
+      return e.boundary == Boundary::kHost ? "event" : "callback";
+    case Kind::kGap:
+      return "gap";
+    default:
+      return "end";
+  }
+}
+
+bool hasRequestNumber(const Entry& e) {
+  const Operation* op = findOperation(e.boundary, e.kind, e.operation);
+  return op != nullptr && std::string(op->arguments).find("requestId") != std::string::npos;
+}
+
+std::string jsonText(const std::string& text) {
+  std::string out = "\"";
+  for (unsigned char c : text) {
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += static_cast<char>(c);
+    } else if (c < 0x20) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof(escaped), "\\u%04x", c);
+      out += escaped;
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  return out + "\"";
+}
+
+std::string jsonValue(const Field& f) {
+  if (f.text) return jsonText(f.value);
+  if (f.value == "null" || f.value == "true" || f.value == "false") return f.value;
+  if (!f.value.empty() && f.value.front() == '[') return f.value.substr(1, f.value.size() - 2);
+  const char c = f.value.empty() ? 'x' : f.value.back();
+  return (c >= '0' && c <= '9') || c == '.' ? f.value : jsonText(f.value);  // nan, inf
+}
+
+}  // namespace
+
+EntryText::EntryText(uint64_t startMicros) : startMicros_(startMicros) {
+  if (KS_PIPE(pipe_) == 0) writer_ = KS_FDOPEN(pipe_[1], "w");
+  if (writer_ != nullptr) console_.reset(new demo::ConsoleHost(writer_));
+}
+
+EntryText::~EntryText() {
+  console_.reset();
+  if (writer_ != nullptr) std::fclose(writer_);
+  if (pipe_[0] >= 0) KS_CLOSE(pipe_[0]);
+}
+
+Fields EntryText::fieldsOf(const Entry& entry) {
+  PrintContext context;
+  context.hostText = &hostText;
+  return entryFields(entry, context);
+}
+
+std::string EntryText::clock(uint64_t time) const {
+  using namespace std::chrono;
+  return demo::clockText(system_clock::time_point(
+      duration_cast<system_clock::duration>(microseconds(startMicros_ + time / 1000))));
+}
+
+// The demo host's own line for the event, after its clock.
+std::string EntryText::hostEventLine(const Entry& entry) {
+  const Operation* op = findOperation(entry.boundary, entry.kind, entry.operation);
+  if (console_ == nullptr || op == nullptr || op->invoke == nullptr) return std::string();
+  ValueReader values(entry.values);
+  op->invoke(static_cast<ITradeSessionSpi*>(console_.get()), values, nullptr);
+  std::string out;
+  char c = 0;
+  while (KS_READ(pipe_[0], &c, 1) == 1 && c != '\n') out += c;
+  return out.size() > kClockWidth ? out.substr(kClockWidth) : out;
+}
+
+std::string EntryText::line(const Entry& entry) {
+  const Fields fields = fieldsOf(entry);  // checks the values before anything is shown
+  char head[48];
+  std::snprintf(head, sizeof(head), "  t%-3u #%-2u %s", entry.thread, entry.object, marker(entry));
+  std::string out = clock(entry.time) + head;
+  if (entry.boundary == Boundary::kHost && entry.kind == Kind::kCallback) {
+    return out + hostEventLine(entry);
+  }
+  char name[64];
+  std::snprintf(name, sizeof(name), "  %-26s", operationName(entry).c_str());
+  out += name;
+  if (hasRequestNumber(entry)) {
+    char request[24];
+    std::snprintf(request, sizeof(request), "req=%-4d", entry.request);
+    out += request;
+  }
+  for (const Field& f : fields) {
+    const bool empty = f.value.empty() || f.value == "0" || f.value == "null" ||
+                       f.value == "false" || f.value == "[0]" || f.name == "requestId";
+    if (!empty) out += " " + f.name + "=" + (f.text ? "\"" + f.value + "\"" : f.value);
+  }
+  return out;
+}
+
+std::string EntryText::json(const Entry& entry) {
+  std::string out =
+      "{\"offset\":" + std::to_string(entry.offset) + ",\"time\":" + std::to_string(entry.time) +
+      ",\"clock\":\"" + clock(entry.time) + "\",\"thread\":" + std::to_string(entry.thread) +
+      ",\"object\":" + std::to_string(entry.object) + ",\"boundary\":\"" +
+      (entry.boundary == Boundary::kHost     ? "host"
+       : entry.boundary == Boundary::kVendor ? "vendor"
+                                             : "journal") +
+      "\",\"kind\":\"" + kindName(entry) + "\",\"operation\":" + jsonText(operationName(entry)) +
+      ",\"slot\":" + std::to_string(entry.operation) +
+      ",\"request\":" + (hasRequestNumber(entry) ? std::to_string(entry.request) : "null") +
+      ",\"fields\":{";
+  const char* separator = "";
+  for (const Field& f : fieldsOf(entry)) {
+    out += separator + jsonText(f.name) + ":" + jsonValue(f);
+    separator = ",";
+  }
+  return out + "}}";
+}
+
+}  // namespace journal
+}  // namespace kestrel

@@ -1,0 +1,64 @@
+// journal_dump: prints a journal, one line per entry.
+//
+//   journal_dump [--json] FILE
+//
+// Lines follow the demo host's format (clock, then the operation), with the
+// thread, the object (session or API object) and the direction between:
+// H> host request, H= its answer, H< host event, V> vendor request, V< vendor
+// callback. --json prints one JSON object per entry instead (JSON Lines).
+// Exit status: 0 when every entry was read, 1 when a truncated or corrupt
+// entry ended the reading (everything before it is printed), 2 when the file
+// is no journal this program reads.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "plugin/common.h"
+#include "recorder/tools/entry_text.h"
+
+int main(int argc, char** argv) {
+  using namespace kestrel::journal;
+  bool json = false;
+  std::string path;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--json") == 0) {
+      json = true;
+    } else if (path.empty() && argv[i][0] != '-') {
+      path = argv[i];
+    } else {
+      path.clear();
+      break;
+    }
+  }
+  if (path.empty()) {
+    std::fprintf(stderr, "usage: journal_dump [--json] FILE\n");
+    return 2;
+  }
+  kestrel::addChinaExchanges(*kestrel::gBaseInformationMap);  // as the demo host does
+  JournalFile file;
+  if (!readJournal(path, file)) {
+    std::fprintf(stderr, "journal_dump: %s\n", file.problem.c_str());
+    return 2;
+  }
+  EntryText text(file.startMicros);
+  if (!json) {
+    std::printf("# journal of %s (process %u), %zu entries\n", file.program.c_str(), file.processId,
+                file.entries.size());
+  }
+  int status = 0;
+  for (const Entry& entry : file.entries) {
+    try {
+      std::printf("%s\n", (json ? text.json(entry) : text.line(entry)).c_str());
+    } catch (const FormatError& e) {
+      std::fprintf(stderr, "journal_dump: %s: entry at offset %llu: %s\n", path.c_str(),
+                   static_cast<unsigned long long>(entry.offset), e.what());
+      status = 1;
+    }
+  }
+  if (!file.problem.empty()) {
+    std::fprintf(stderr, "journal_dump: %s: %s; the entries before it are shown\n", path.c_str(),
+                 file.problem.c_str());
+    status = 1;
+  }
+  return status;
+}

@@ -1,0 +1,395 @@
+// journal_replay: replays a journal against a build of the plug-in.
+//
+//   journal_replay FILE --plugin PATH [--timeout-ms N]
+//
+// Loads the plug-in at PATH over a vendor library that answers from the
+// journal (replay_vendor.h), drives it with the recorded host requests and
+// compares what the build does with what was recorded: the host events in
+// order, field by field, the answers to the host's requests, and the
+// requests the build makes of the vendor.
+//
+// The replay keeps the recorded order: a host request is made, and a vendor
+// callback delivered, once everything recorded before it has happened again
+// (or after N ms, default 5000, noted in the report); a callback recorded
+// while a host request ran is delivered when that request has returned.
+// Requests go on this thread, callbacks on one thread of the vendor's.
+//
+// Not compared: the fields the plug-in fills from the clock (onLogin's
+// loginStamp and tradingDay); texts naming the host program's directory are
+// compared after it. The host's base information is the demo host's (China's
+// exchanges).
+//
+// Exit status: 0 no difference, 1 differences (the first ones are shown), 2
+// the journal or the plug-in cannot be used.
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/demo/plugin_library.h"
+#include "plugin/common.h"
+#include "recorder/journal/journal_platform.h"
+#include "recorder/journal/operations.h"
+#include "recorder/plugin/observed_spi.h"
+#include "recorder/tools/entry_text.h"
+#include "recorder/tools/replay_vendor.h"
+
+namespace kestrel {
+namespace journal {
+namespace {
+
+// What the replay keeps in step, in the recorded order.
+enum Step { kHostRequest, kHostAnswer, kHostEvent, kVendorRequest, kVendorCallback, kSteps };
+using Counts = std::array<std::size_t, kSteps>;
+
+const char* const kStepNames[] = {"host requests", "answers", "host events", "vendor requests",
+                                  "vendor callbacks"};
+constexpr int kShownDifferences = 5;
+
+int stepOf(const Entry& e) {
+  if (e.boundary == Boundary::kHost) {
+    return e.kind == Kind::kRequest  ? kHostRequest
+           : e.kind == Kind::kReturn ? kHostAnswer
+                                     : kHostEvent;
+  }
+  if (e.boundary == Boundary::kVendor) {
+    return e.kind == Kind::kRequest ? kVendorRequest : kVendorCallback;
+  }
+  return -1;
+}
+
+std::string directoryOf(const std::string& path) {
+  const std::size_t cut = path.find_last_of("/\\");
+  return cut == std::string::npos ? std::string() : path.substr(0, cut);
+}
+
+std::string where(const Entry& e) {
+  return operationName(e) + " at offset " + std::to_string(e.offset);
+}
+
+Entry entryOf(const std::string& frame) {
+  Entry entry;
+  parsePayload(frame.data() + kFrameHeadSize, frame.size() - kFrameHeadSize, entry);
+  return entry;
+}
+
+class Replay;
+
+// The host's callback object of one session: notes each event for the replay.
+class ReplayHost final : public ObservedSpi {
+ public:
+  ReplayHost(uint32_t object, Replay& replay) : ObservedSpi(object), replay_(replay) {}
+
+ private:
+  void noted(std::string& frame) override;
+  Replay& replay_;
+};
+
+class Replay final : public replay::Driver {
+ public:
+  Replay(const JournalFile& file, const demo::PluginLibrary& plugin,
+         std::chrono::milliseconds timeout)
+      : file_(file), plugin_(plugin), timeout_(timeout) {
+    Counts before{};
+    for (const Entry& e : file_.entries) {
+      before_.push_back(before);
+      const int step = stepOf(e);
+      if (step >= 0) ++before[step];
+      if (e.boundary == Boundary::kVendor && e.operation == op::kCreateApi) {
+        creations_.push_back(e.object);
+      }
+    }
+    total_ = before;
+  }
+
+  void run() {
+    replay::setDriver(this);
+    std::thread vendor([this] { play(kVendorCallback, &Replay::deliver); });
+    play(kHostRequest, &Replay::request);
+    vendor.join();
+    // What the last requests and callbacks still bring.
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, timeout_, [this] {
+      return observed_[kHostEvent].size() >= total_[kHostEvent] &&
+             observed_[kVendorRequest].size() >= total_[kVendorRequest];
+    });
+    replay::setDriver(nullptr);
+  }
+
+  // Prints the differences (or that there are none); the exit status.
+  int report(const std::string& path) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    EntryText text(file_.startMicros);
+    int differences = 0;
+    for (int step : {kHostEvent, kHostAnswer, kVendorRequest}) {
+      std::vector<const Entry*> recorded;
+      for (const Entry& e : file_.entries) {
+        if (stepOf(e) == step) recorded.push_back(&e);
+      }
+      const std::vector<Entry>& replayed = observed_[step];
+      for (std::size_t i = 0; i < std::max(recorded.size(), replayed.size()); ++i) {
+        const std::string found = difference(text, i < recorded.size() ? recorded[i] : nullptr,
+                                             i < replayed.size() ? &replayed[i] : nullptr);
+        if (found.empty()) continue;
+        if (++differences <= kShownDifferences) {
+          std::printf("difference in %s, %zu of %zu recorded:\n%s", kStepNames[step], i + 1,
+                      recorded.size(), found.c_str());
+        }
+      }
+    }
+    for (const std::string& note : notes_) std::printf("note: %s\n", note.c_str());
+    if (differences > 0) {
+      std::printf("journal_replay: %d differences (the first %d shown) replaying against %s\n",
+                  differences, std::min(differences, kShownDifferences), path.c_str());
+      return 1;
+    }
+    std::printf(
+        "journal_replay: no difference: %zu host events, %zu answers and %zu vendor requests as "
+        "recorded, replaying against %s\n",
+        total_[kHostEvent], total_[kHostAnswer], total_[kVendorRequest], path.c_str());
+    return 0;
+  }
+
+  uint32_t created(uint32_t n) override { return n <= creations_.size() ? creations_[n - 1] : 0; }
+  void requested(std::string& frame) override { observe(kVendorRequest, frame); }
+
+  void observe(int step, const std::string& frame) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    observed_[step].push_back(entryOf(frame));
+    ++done_[step];
+    changed_.notify_all();
+  }
+
+ private:
+  // Waits until everything recorded before entry `index` has happened again.
+  void waitForTurn(std::size_t index) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    const Counts& before = before_[index];
+    const auto ready = [&] {
+      for (int s = 0; s < kSteps; ++s) {
+        if (done_[s] < before[s]) return false;
+      }
+      return true;
+    };
+    if (changed_.wait_for(lock, timeout_, ready)) return;
+    std::string missing;
+    for (int s = 0; s < kSteps; ++s) {
+      if (done_[s] < before[s]) {
+        missing += " " + std::to_string(before[s] - done_[s]) + " " + kStepNames[s];
+      }
+    }
+    notes_.push_back(where(file_.entries[index]) + " went on after " +
+                     std::to_string(timeout_.count()) + " ms without:" + missing);
+  }
+
+  void reached(int step) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    ++done_[step];
+    changed_.notify_all();
+  }
+
+  void note(const std::string& text) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    notes_.push_back(text);
+  }
+
+  // Makes the recorded entries of one step (host requests on this thread,
+  // vendor callbacks on the vendor's) in order, each in its turn. An entry
+  // counts as done once it returned: a callback recorded while a host request
+  // ran comes after it, as the plug-in's requests never wait for a callback.
+  void play(int step, void (Replay::*act)(const Entry&)) {
+    for (std::size_t i = 0; i < file_.entries.size(); ++i) {
+      const Entry& e = file_.entries[i];
+      if (stepOf(e) != step) continue;
+      waitForTurn(i);
+      try {
+        (this->*act)(e);
+      } catch (const std::exception& error) {
+        note(where(e) + ": " + error.what());
+      }
+      reached(step);
+    }
+  }
+
+  void request(const Entry& e) {
+    std::string answer;
+    FrameWriter writer(answer);
+    writer.begin(Boundary::kHost, Kind::kReturn, e.operation, e.object, e.request);
+    if (e.operation == op::kGetPluginInfo) {
+      put(writer, plugin_.getPluginInfo()());
+      return observe(kHostAnswer, answer);
+    }
+    if (e.operation == op::kCreateTradeSession) {
+      hosts_[e.object].reset(new ReplayHost(e.object, *this));
+      sessions_[e.object] = plugin_.createTradeSession()();
+      return;
+    }
+    const auto found = sessions_.find(e.object);
+    if (found == sessions_.end()) {
+      note("no session #" + std::to_string(e.object) + " for " + operationName(e));
+      if (e.operation != op::kDestroySession) observe(kHostAnswer, answer);
+      return;
+    }
+    ITradeSession* session = found->second;
+    ValueReader values(e.values);
+    if (e.operation == op::kDestroySession) {
+      sessions_.erase(found);
+      delete session;
+    } else if (e.operation == slot::host::registerSpi) {
+      put(writer, session->registerSpi(values.boolean() ? hosts_[e.object].get() : nullptr));
+    } else {
+      const Operation* operation = findOperation(e.boundary, e.kind, e.operation);
+      if (operation == nullptr) throw FormatError("unknown " + operationName(e));
+      if (e.operation == slot::host::release) sessions_.erase(found);
+      operation->invoke(session, values, &writer);
+    }
+    if (e.operation != op::kDestroySession) observe(kHostAnswer, answer);
+  }
+
+  void deliver(const Entry& e) {
+    if (!replay::deliver(e.object, e.operation, e.values)) {
+      note(where(e) + " not delivered: API object #" + std::to_string(e.object) +
+           " has no callback object or was shut down");
+    }
+  }
+
+  // The fields that must agree: those the plug-in takes from the clock left
+  // out, the host program's directory taken out of texts.
+  Fields comparable(const Entry& e, const std::string& programDirectory) const {
+    Fields out;
+    for (Field& f : EntryText::fieldsOf(e)) {
+      if (e.boundary == Boundary::kHost && e.kind == Kind::kCallback &&
+          e.operation == slot::event::onLogin &&
+          (f.name == "loginStamp" || f.name == "tradingDay")) {
+        continue;
+      }
+      if (f.text && !programDirectory.empty() && f.value.rfind(programDirectory, 0) == 0) {
+        f.value = "<program directory>" + f.value.substr(programDirectory.size());
+      }
+      out.push_back(std::move(f));
+    }
+    return out;
+  }
+
+  // Empty when the two agree; otherwise what differs.
+  std::string difference(EntryText& text, const Entry* recorded, const Entry* replayed) const {
+    const std::string replayDirectory = directoryOf(programPath());
+    if (replayed == nullptr)
+      return "  recorded  " + text.line(*recorded) + "\n  replayed  nothing\n";
+    if (recorded == nullptr) {
+      return "  recorded  nothing\n  replayed  " + operationName(*replayed) + "\n";
+    }
+    const Fields want = comparable(*recorded, directoryOf(file_.program));
+    const Fields got = comparable(*replayed, replayDirectory);
+    std::string changes;
+    if (operationName(*recorded) != operationName(*replayed) ||
+        recorded->object != replayed->object || recorded->request != replayed->request) {
+      changes += "  replayed  " + operationName(*replayed) + " #" +
+                 std::to_string(replayed->object) + " req=" + std::to_string(replayed->request) +
+                 "\n";
+    }
+    for (std::size_t i = 0; i < std::max(want.size(), got.size()); ++i) {
+      const std::string a = i < want.size() ? want[i].name + "=" + want[i].value : "(none)";
+      const std::string b = i < got.size() ? got[i].name + "=" + got[i].value : "(none)";
+      if (a != b) changes += "    " + a + "  ->  " + b + "\n";
+    }
+    return changes.empty() ? changes : "  recorded  " + text.line(*recorded) + "\n" + changes;
+  }
+
+  // Constant after construction.
+  const JournalFile& file_;
+  const demo::PluginLibrary& plugin_;
+  const std::chrono::milliseconds timeout_;
+  std::vector<Counts> before_;  // per entry: how many of each step came before it
+  Counts total_{};
+  std::vector<uint32_t> creations_;  // the recorded API objects, in creation order
+
+  // The host thread's.
+  std::map<uint32_t, ITradeSession*> sessions_;
+  std::map<uint32_t, std::unique_ptr<ReplayHost>> hosts_;  // kept to the end
+
+  // Guarded by mutex_.
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  Counts done_{};
+  std::array<std::vector<Entry>, kSteps> observed_;
+  std::vector<std::string> notes_;
+};
+
+void ReplayHost::noted(std::string& frame) { replay_.observe(kHostEvent, frame); }
+
+int usage() {
+  std::fprintf(stderr, "usage: journal_replay FILE --plugin PATH [--timeout-ms N]\n");
+  return 2;
+}
+
+}  // namespace
+}  // namespace journal
+}  // namespace kestrel
+
+int main(int argc, char** argv) {
+  using namespace kestrel::journal;
+  std::string path;
+  std::string plugin;
+  long timeout = 5000;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--plugin" && i + 1 < argc) {
+      plugin = argv[++i];
+    } else if (arg == "--timeout-ms" && i + 1 < argc) {
+      timeout = std::strtol(argv[++i], nullptr, 10);
+      if (timeout <= 0) return usage();
+    } else if (path.empty() && arg[0] != '-') {
+      path = arg;
+    } else {
+      return usage();
+    }
+  }
+  if (path.empty() || plugin.empty()) return usage();
+
+  JournalFile file;
+  if (!readJournal(path, file)) {
+    std::fprintf(stderr, "journal_replay: %s\n", file.problem.c_str());
+    return 2;
+  }
+  if (!file.problem.empty()) {
+    std::fprintf(stderr, "journal_replay: %s: %s; replaying the %zu entries before it\n",
+                 path.c_str(), file.problem.c_str(), file.entries.size());
+  }
+  bool host = false;
+  bool vendor = false;
+  for (const Entry& e : file.entries) {
+    host = host || e.boundary == Boundary::kHost;
+    vendor = vendor || e.boundary == Boundary::kVendor;
+    if (e.kind == Kind::kGap) {
+      std::fprintf(stderr,
+                   "journal_replay: %s lost entries at offset %llu (its queue was full); "
+                   "the replay may differ after it\n",
+                   path.c_str(), static_cast<unsigned long long>(e.offset));
+    }
+  }
+  if (!host || !vendor) {
+    std::fprintf(stderr,
+                 "journal_replay: %s holds no %s boundary; a replay needs both recorded (the "
+                 "recording plug-in and the recording vendor library)\n",
+                 path.c_str(), host ? "vendor" : "host");
+    return 2;
+  }
+
+  kestrel::addChinaExchanges(*kestrel::gBaseInformationMap);
+  demo::PluginLibrary library;
+  if (!library.load(plugin)) {
+    std::fprintf(stderr, "journal_replay: %s\n", library.error().c_str());
+    return 2;
+  }
+  Replay replay(file, library, std::chrono::milliseconds(timeout));
+  replay.run();
+  return replay.report(plugin);
+}

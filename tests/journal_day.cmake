@@ -1,0 +1,111 @@
+# The journal as a trader uses it: the demo host's scripted day recorded
+# through the recording plug-in and the recording vendor library over the
+# simulated counter, dumped, replayed against the plug-in it was recorded with
+# and against a variant with one changed conversion; then what the recorders
+# do when their real libraries or the journal's file are missing.
+# Arguments: DEMO, RECORDING_PLUGIN, PLUGIN, VARIANT, DUMP, REPLAY, WORK and
+# optionally EMULATOR.
+file(REMOVE_RECURSE ${WORK})
+file(MAKE_DIRECTORY ${WORK})
+
+# run(<exit status> <program> <arguments>...): sets `out` and `err`.
+function(run status)
+  execute_process(COMMAND ${EMULATOR} ${ARGN} OUTPUT_VARIABLE o ERROR_VARIABLE e
+                  RESULT_VARIABLE rc TIMEOUT 120)
+  if(NOT rc STREQUAL status)
+    message(FATAL_ERROR "${ARGN}\nexited with ${rc}, not ${status}\n${o}\n${e}")
+  endif()
+  set(out "${o}" PARENT_SCOPE)
+  set(err "${e}" PARENT_SCOPE)
+endfunction()
+
+function(expect text)
+  foreach(pattern IN LISTS ARGN)
+    if(NOT text MATCHES "${pattern}")
+      message(FATAL_ERROR "missing: ${pattern}\nin:\n${text}")
+    endif()
+  endforeach()
+endfunction()
+
+# The counter answers inside the request calls: the recorded order of
+# requests and callbacks is then the same every time, and so is the replay's.
+# (With answers on the counter's thread the demo host's first funds query
+# races the counter's account push, and a replay may take the other turn.)
+get_filename_component(bin ${DEMO} DIRECTORY)
+file(READ ${bin}/config/xt_config config)
+string(REPLACE "synchronous = false" "synchronous = true" config "${config}")
+file(WRITE ${WORK}/xt_config "${config}")
+set(ENV{XT_SIM_CONFIG} ${WORK}/xt_config)
+
+set(day ${WORK}/day.ksj)
+set(ENV{KS_JOURNAL_FILE} ${day})
+run(0 ${DEMO} --plugin ${RECORDING_PLUGIN} --timeout-ms 10000)
+set(demo "${out}")
+
+# The dump holds every host event the demo host printed, in its words, and
+# both boundaries around them.
+run(0 ${DUMP} ${day})
+set(dump "${out}")
+string(REGEX MATCHALL "[0-9:.]+  on[^\n]*" events "${demo}")
+list(LENGTH events count)
+if(count LESS 20)
+  message(FATAL_ERROR "the demo printed ${count} events:\n${demo}")
+endif()
+foreach(line IN LISTS events)
+  string(SUBSTRING "${line}" 12 -1 event)
+  string(FIND "${dump}" "H<${event}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "the dump lacks the demo's event${event}\n${dump}")
+  endif()
+endforeach()
+expect("${dump}"
+  "H>  sendOrder +req=[0-9]+ .*clientId.serial=\"000001\""
+  "V>  placeOrder +req=[0-9]+ .*order.Instrument=\"rb2410\""
+  "V<  onOrderPush .*data.ErrorMsg=\"全部成交\""
+  "V>  cancelOrderByExchangeId +req=[0-9]+ .*exchangeCode=\"SHFE\""
+  "H=  release"
+  "V<  onUserLogin .*password=\"[*][*][*]\"")
+
+# JSON Lines: every line an object; the first order's serial where jq finds it.
+run(0 ${DUMP} --json ${day})
+string(REGEX MATCHALL "[^\n]+" lines "${out}")
+foreach(line IN LISTS lines)
+  string(JSON operation ERROR_VARIABLE bad GET "${line}" operation)
+  if(bad)
+    message(FATAL_ERROR "not JSON (${bad}): ${line}")
+  endif()
+  if(operation STREQUAL "sendOrder" AND NOT serial)
+    string(JSON serial GET "${line}" fields clientId.serial)
+  endif()
+endforeach()
+if(NOT serial STREQUAL "000001")
+  message(FATAL_ERROR "first sendOrder's clientId.serial in JSON: '${serial}'\n${out}")
+endif()
+
+# The same build replays without a difference; the variant's one change shows.
+run(0 ${REPLAY} ${day} --plugin ${PLUGIN})
+expect("${out}" "no difference: 2[0-9] host events")
+run(1 ${REPLAY} ${day} --plugin ${VARIANT})
+expect("${out}" "difference in host events" "direction=1  ->  direction=2")
+
+# Bad input and broken installations: clear words, and trading goes on when
+# only the journal is at fault.
+file(WRITE ${WORK}/text.ksj "not a journal\n")
+run(2 ${DUMP} ${WORK}/text.ksj)
+expect("${err}" "text.ksj is not a journal")
+run(2 ${REPLAY} ${WORK}/text.ksj --plugin ${PLUGIN})
+expect("${err}" "is not a journal")
+
+set(ENV{KS_JOURNAL_FILE} ${WORK}/no/such/folder/day.ksj)
+run(0 ${DEMO} --plugin ${RECORDING_PLUGIN} --timeout-ms 10000)
+expect("${err}" "journal: cannot write .*no/such/folder/day.ksj")
+
+set(ENV{KS_JOURNAL_FILE} ${WORK}/novendor.ksj)
+set(ENV{KS_JOURNAL_REAL_VENDOR} ${WORK}/missing-vendor-library)
+run(1 ${DEMO} --plugin ${RECORDING_PLUGIN} --timeout-ms 2000)
+expect("${err}" "cannot load the real vendor library .*missing-vendor-library")
+expect("${out}" "onDisconnected|code=-8")
+
+set(ENV{KS_JOURNAL_REAL_PLUGIN} ${WORK}/missing-plugin)
+run(1 ${DEMO} --plugin ${RECORDING_PLUGIN} --timeout-ms 2000)
+expect("${err}" "cannot load the real plug-in .*missing-plugin")

@@ -1,0 +1,224 @@
+// The journal's format and writer: what is recorded reads back field by
+// field, a damaged file reads up to the damage and names its offset, and a
+// full queue or an unwritable file is counted, never thrown. (The recorders
+// and the tools over a whole trading day: journal_day.cmake.)
+#include "recorder/journal/journal.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "plugin/common.h"
+#include "recorder/journal/operations.h"
+
+namespace kestrel {
+namespace journal {
+namespace {
+
+std::string gbkToUtf8(const std::string& gbk) { return CodeConvert::gbk_to_utf8(gbk); }
+
+std::string tempPath(const std::string& name) { return ::testing::TempDir() + "journal_" + name; }
+
+// "name=value" for every field of the entry.
+std::vector<std::string> shown(const Entry& entry) {
+  PrintContext context;
+  context.hostText = &gbkToUtf8;
+  std::vector<std::string> out;
+  for (const Field& f : entryFields(entry, context)) out.push_back(f.name + "=" + f.value);
+  return out;
+}
+
+JournalFile written(const std::string& name, const std::function<void(Journal&)>& write) {
+  {
+    Journal journal(tempPath(name));
+    write(journal);
+  }
+  JournalFile file;
+  EXPECT_TRUE(readJournal(tempPath(name), file)) << file.problem;
+  EXPECT_EQ(file.problem, "");
+  return file;
+}
+
+TEST(Journal, RecordedArgumentsReadBackFieldByField) {
+  AccountOrderNewRequest order;
+  order.clientId = ClientId{"demo", "000007"};
+  order.quantity = 3;
+  order.price = 3577.5;
+  SessionConfig config;
+  config.userName = "trader";
+  config.password = "secret";
+  config.server.serverAddresses.push_back(AddressEntry{"tcp://10.0.0.1:5800", "main"});
+  LoginReply reply;
+  reply.entries = {{"a", "1"}, {"b", "2"}};
+  xti::VendorOrder push{};
+  std::strcpy(push.m_strInstrumentID, "rb2410");
+  push.m_dLimitPrice = 3650.5;
+  push.m_nOrderStatus = xti::ORDER_NO_TRADE_QUEUEING_CHAR;
+  const std::string token = "abc";
+  const ResultStatus loginFailed{-11, ErrorMessageTable::messageOf(-11)};
+  const xti::XtError refused(2002, "\xE5\x8F\xAF\xE7\x94\xA8\xE8\xB5\x84\xE9\x87\x91");  // 可用资金
+  const Boundary host = Boundary::kHost;
+  const Boundary vendor = Boundary::kVendor;
+
+  struct Case {
+    const char* name;
+    std::function<void(Journal&)> write;
+    std::vector<std::string> expected;  // among the entry's fields
+  } cases[] = {
+      {"host request record",
+       [&](Journal& j) { record(j, host, Kind::kRequest, slot::host::sendOrder, 1, 9, 9, order); },
+       {"requestId=9", "clientId.serial=000007", "quantity=3", "price=3577.5", "hedgeFlag=1"}},
+      {"secrets are masked, nested lists named",
+       [&](Journal& j) { record(j, host, Kind::kRequest, slot::host::setConfig, 1, 0, config); },
+       {"userName=trader", "password=***", "authCode=", "server.serverAddresses=[1]",
+        "server.serverAddresses[0].address=tcp://10.0.0.1:5800"}},
+      {"host event, GBK shown as UTF-8",
+       [&](Journal& j) {
+         record(j, host, Kind::kCallback, slot::event::onLogin, 1, 0, loginFailed, reply);
+       },
+       {"code=-11",
+        "message=\xE7\x94\xA8\xE6\x88\xB7\xE7\x99\xBB\xE5\xBD\x95\xE5\xA4\xB1\xE8\xB4\xA5",
+        "entries[1].key=b"}},
+      {"null host record",
+       [&](Journal& j) {
+         record(j, host, Kind::kCallback, slot::event::onOrderAccepted, 1, -1,
+                static_cast<const OrderAcceptedRecord*>(nullptr), ResultStatus{}, -1, true);
+       },
+       {"record=null", "code=0", "requestId=-1", "isLast=true"}},
+      {"answer with what the call filled in",
+       [&](Journal& j) {
+         record(j, host, Kind::kReturn, slot::host::getTradingAccountToken, 1, 0, ResultStatus{},
+                token);
+       },
+       {"code=0", "token=abc"}},
+      {"vendor record at its layout",
+       [&](Journal& j) {
+         record(j, vendor, Kind::kCallback, slot::callback::onOrderPush, 2, 0, &push);
+       },
+       {"data.InstrumentID=rb2410", "data.LimitPrice=3650.5", "data.OrderStatus=51",
+        "data.OrderSysID="}},
+      {"vendor error and null text",
+       [&](Journal& j) {
+         record(j, vendor, Kind::kCallback, slot::callback::onOrderReply, 2, 5, 5, 17,
+                static_cast<const char*>(nullptr), refused);
+       },
+       {"requestId=5", "orderId=17", "remark=null", "errorId=2002",
+        "errorMsg=\xE5\x8F\xAF\xE7\x94\xA8\xE8\xB5\x84\xE9\x87\x91"}},
+      {"vendor request secrets",
+       [&](Journal& j) {
+         record(j, vendor, Kind::kRequest, slot::vendor::userLogin, 2, 1, "trader", Secret{"pw"}, 1,
+                static_cast<const char*>(nullptr), "", Secret{""});
+       },
+       {"userName=trader", "password=***", "machineInfo=null", "appId=", "authCode="}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const JournalFile file = written("fields", c.write);
+    ASSERT_EQ(file.entries.size(), 2u);  // the entry, then the closing one
+    EXPECT_EQ(file.entries[1].kind, Kind::kEnd);
+    const std::vector<std::string> fields = shown(file.entries[0]);
+    for (const std::string& want : c.expected) {
+      EXPECT_NE(std::find(fields.begin(), fields.end(), want), fields.end())
+          << want << " not among " << ::testing::PrintToString(fields);
+    }
+  }
+}
+
+TEST(Journal, DamagedFilesReadUpToTheDamageAndNameItsOffset) {
+  const JournalFile good = written("good", [](Journal& j) {
+    for (int id = 1; id <= 3; ++id) {
+      record(j, Boundary::kHost, Kind::kRequest, slot::host::reqQryOrder, 1, id, id);
+    }
+  });
+  ASSERT_EQ(good.entries.size(), 4u);
+  std::ifstream in(tempPath("good"), std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::size_t second = good.entries[1].offset;
+  const std::size_t third = good.entries[2].offset;
+
+  struct Case {
+    const char* name;
+    std::function<std::string()> damage;
+    bool journal;
+    std::size_t entries;
+    std::string problem;
+  } cases[] = {
+      {"cut inside an entry", [&] { return bytes.substr(0, third + 12); }, true, 2,
+       "truncated entry at offset " + std::to_string(third) + ": 29 bytes announced, 4 present"},
+      {"cut inside a head", [&] { return bytes.substr(0, third + 3); }, true, 2,
+       "truncated entry at offset " + std::to_string(third) + ": the file ends inside its head"},
+      {"a changed byte",
+       [&] {
+         std::string b = bytes;
+         b[second + 20] ^= 1;
+         return b;
+       },
+       true, 1, "corrupt entry at offset " + std::to_string(second) + ": checksum mismatch"},
+      {"an impossible size",
+       [&] {
+         std::string b = bytes;
+         b[second + 3] = 0x7F;
+         return b;
+       },
+       true, 1, "corrupt entry at offset " + std::to_string(second) + ": impossible size"},
+      {"another version",
+       [&] {
+         std::string b = bytes;
+         b[8] = 2;
+         return b;
+       },
+       false, 0, "is a journal of format version 2; this program reads version 1"},
+      {"not a journal", [] { return std::string("KSJ"); }, false, 0, "is not a journal"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::ofstream(tempPath("damaged"), std::ios::binary) << c.damage();
+    JournalFile file;
+    EXPECT_EQ(readJournal(tempPath("damaged"), file), c.journal);
+    EXPECT_EQ(file.entries.size(), c.entries);
+    EXPECT_NE(file.problem.find(c.problem), std::string::npos) << file.problem;
+  }
+}
+
+TEST(Journal, FullQueueAndUnwritableFileAreCountedNotThrown) {
+  // An entry larger than the whole queue is dropped; the next one that fits
+  // is written after a gap entry that says how many were lost.
+  const JournalFile file = written("queue", [](Journal& j) {
+    record(j, Boundary::kHost, Kind::kRequest, slot::host::reqAuxiliary, 1, 1, 1,
+           std::string(Journal::kDefaultQueueBytes, 'x'));
+    record(j, Boundary::kHost, Kind::kRequest, slot::host::reqQryFill, 1, 2, 2);
+    EXPECT_EQ(j.counts().queueFull, 1u);
+  });
+  ASSERT_EQ(file.entries.size(), 3u);
+  EXPECT_EQ(file.entries[0].kind, Kind::kGap);
+  EXPECT_EQ(shown(file.entries[0]), std::vector<std::string>{"dropped=1"});
+  EXPECT_EQ(file.entries[1].request, 2);
+  EXPECT_EQ(shown(file.entries[2]),
+            (std::vector<std::string>{"written=2", "dropped=1", "notWritten=0"}));
+
+  // A file that cannot be opened, and (on Linux) a full disk: nothing is
+  // written, every entry is counted, before and after close.
+  std::vector<std::string> unwritable = {tempPath("no/such/folder/x.ksj")};
+  if (std::ifstream("/dev/full")) unwritable.push_back("/dev/full");
+  for (const std::string& path : unwritable) {
+    SCOPED_TRACE(path);
+    Journal journal(path);
+    record(journal, Boundary::kHost, Kind::kRequest, slot::host::login, 1, 0);
+    journal.flush();
+    record(journal, Boundary::kHost, Kind::kRequest, slot::host::logout, 1, 0);
+    journal.close();
+    record(journal, Boundary::kHost, Kind::kRequest, slot::host::release, 1, 0);
+    EXPECT_EQ(journal.counts().written, 0u);
+    EXPECT_EQ(journal.counts().notWritten, 3u);
+  }
+}
+
+}  // namespace
+}  // namespace journal
+}  // namespace kestrel
