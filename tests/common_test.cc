@@ -30,7 +30,7 @@ TEST(CodeConvert, ConvertsAndMarksWhatItCannot) {
   };
   for (const auto& [convert, in, out] : cases) EXPECT_EQ(convert(in), out) << in;
   EXPECT_EQ(CodeConvert::unicode_to_gbk(L"C:\\\x670D\x52A1"), "C:\\\xB7\xFE\xCE\xF1");
-  EXPECT_EQ(CodeConvert::unicode_to_gbk(L"\U0001F600\U000E0001x"), "??x");
+  EXPECT_EQ(CodeConvert::unicode_to_gbk(L"\U0001F600\U000E0001\U0010FFFFx"), "???x");
 }
 
 TEST(TradeTime, EveningSessionsAndWeekendsRoll) {
