@@ -55,8 +55,8 @@ void checkCodeConvert(const uint8_t* data, std::size_t size);
 
 // The simulated counter's configuration parser (broker/sim_config.h) on
 // arbitrary text: a failure names the file and a line within the text; a
-// success parses again to the same users, accounts and instruments and keeps
-// the documented bounds. Built with the counter's code (fuzz/config_check.cc).
+// success names no account it does not define. Built with the counter's code
+// (fuzz/config_check.cc).
 void checkCounterConfig(const uint8_t* data, std::size_t size);
 
 }  // namespace fuzz

@@ -1,0 +1,580 @@
+// The simulated counter (broker/) through its vendor interface: its trading
+// rules as tables of requests and the callbacks they cause, its configuration
+// file, and the threads its answers come on.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <iomanip>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "broker/counter.h"
+#include "broker/sim_platform.h"
+#include "broker/simulated_api.h"
+#include "broker/simulated_counter.h"
+#include "plugin/platform.h"
+
+namespace xti::sim {
+namespace {
+
+using kestrel::fieldText;
+
+// "ok", or the error id and text.
+std::ostream& operator<<(std::ostream& out, const XtError& e) {
+  return e.isSuccess() ? out << "ok"
+                       : out << e.errorID() << ' ' << (e.errorMsg() ? e.errorMsg() : "(null)");
+}
+// The parts, blank-separated, numbers to 10 digits.
+template <class... Parts>
+std::string join(const Parts&... parts) {
+  std::ostringstream line;
+  line << std::setprecision(10);
+  ((line << ' ' << parts), ...);
+  return line.str().substr(1);
+}
+std::string shown(const std::string& text) { return text.empty() ? "-" : text; }
+
+// Records as lines; codes are the vendor's characters of direction, offset,
+// price type and hedge flag.
+//   order: id, instrument, exchange, status and submit status, traded/total,
+//          exchange order id, codes, limit price, text, average price, amount
+//   deal: order id, instrument, exchange, deal reference, volume, price, codes,
+//         exchange order id
+//   position: instrument, exchange, direction, today, volume, open price
+//   detail: instrument, exchange, direction, today, free and frozen volume,
+//           open price, deal reference, open cost, open date, trading day
+//   funds: pre-balance, balance, available, commission, margin, frozen margin,
+//          frozen cash, close profit, position profit, trading day
+const Stamp kPinned{"20240603", "09:30:15"};
+template <class R>
+std::string codes(const R& r) {
+  return {char(r.m_nDirection), char(r.m_nOffsetFlag), char(r.m_nPriceType), char(r.m_nHedgeFlag)};
+}
+std::string text(const VendorOrder& o) {
+  return join(o.m_nOrderID, fieldText(o.m_strInstrumentID), fieldText(o.m_strExchangeID),
+              std::string{char(o.m_nOrderStatus), char(o.m_nOrderSubmitStatus)},
+              std::to_string(o.m_nVolumeTraded) + "/" + std::to_string(o.m_nVolumeTotalOriginal),
+              shown(fieldText(o.m_strOrderSysID)), codes(o), o.m_dLimitPrice,
+              fieldText(o.m_strErrorMsg), o.m_dAveragePrice, o.m_dTradeAmount);
+}
+std::string text(const VendorDeal& d) {
+  return join(d.m_nOrderID, fieldText(d.m_strInstrumentID), fieldText(d.m_strExchangeID),
+              fieldText(d.m_strTradeID), d.m_nVolume, d.m_dPrice, codes(d),
+              fieldText(d.m_strOrderSysID));
+}
+std::string text(const VendorPosition& p) {
+  return join(fieldText(p.m_strInstrumentID), fieldText(p.m_strExchangeID), char(p.m_nDirection),
+              p.m_bIsToday, p.m_nPosition, p.m_dOpenPrice);
+}
+std::string text(const VendorPositionDetail& d) {
+  return join(fieldText(d.m_strInstrumentID), fieldText(d.m_strExchangeID), char(d.m_nDirection),
+              d.m_bIsToday, d.m_nVolume, d.m_nFrozenVolume, d.m_dOpenPrice,
+              fieldText(d.m_strTradeID), d.m_dOpenCost, fieldText(d.m_strOpenDate),
+              fieldText(d.m_strTradingDay));
+}
+std::string text(const VendorAccountDetail& f) {
+  return join(f.m_dPreBalance, f.m_dBalance, f.m_dAvailable, f.m_dCommission, f.m_dCurrMargin,
+              f.m_dFrozenMargin, f.m_dFrozenCash, f.m_dCloseProfit, f.m_dPositionProfit,
+              fieldText(f.m_strTradingDay));
+}
+
+// Writes every callback as a line: its kind, the request number if it has
+// one, then what it carries. Waits on a condition variable, never by sleeping; react()
+// sets what runs inside each later callback, on the library's thread.
+class Recorder : public XtTraderApiCallback {
+  using Error = const XtError&;
+
+ public:
+  using Event = std::pair<std::string, std::thread::id>;  // the line, the thread it came on
+  void react(std::function<void(const std::string& line)> reaction) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    reaction_ = std::move(reaction);
+  }
+  std::vector<Event> events() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return events_;
+  }
+  std::string take() {  // the lines so far, then forgets them
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::string text;
+    for (const Event& e : events_) text += e.first + '\n';
+    events_.clear();
+    return text;
+  }
+  void waitFor(std::size_t count) const {
+    std::unique_lock<std::mutex> lock(mutex_);
+    arrived_.wait(lock, [&] { return events_.size() >= count; });
+  }
+
+  void onConnected(bool ok, const char* text) override { add("connected", ok ? "ok" : text); }
+  void onUserLogin(const char* user, const char*, int id, Error e) override {
+    add("login", id, user, e);
+  }
+  void onUserLogout(const char* user, const char*, int id, Error e) override {
+    add("logout", id, user, e);
+  }
+  void onAccountStatus(const char* a, int type, int status) override {
+    add("status", a, type, status);
+  }
+  void onOrderReply(int id, int order, const char*, Error e) override {
+    add("reply", id, order, e);
+  }
+  void onCancelReply(int id, Error e) override { add("cancel", id, e); }
+  void onCancelReply2(int id, Error e) override { add("cancel2", id, e); }
+  void onOrderPush(const VendorOrder* o) override { add("order", text(*o)); }
+  void onDealPush(const VendorDeal* d) override { add("deal", text(*d)); }
+  void onOrderErrorPush(const VendorOrderError* e) override { errorPush("orderError", *e); }
+  void onCancelErrorPush(const VendorOrderError* e) override { errorPush("cancelError", *e); }
+  void onAccountDetailReply(const char* a, int id, const VendorAccountDetail* r, bool l,
+                            Error e) override {
+    query("funds", a, id, r, l, e);
+  }
+  void onPositionReply(const char* a, int id, const VendorPosition* r, bool l, Error e) override {
+    query("positions", a, id, r, l, e);
+  }
+  void onPositionDetailReply(const char* a, int id, const VendorPositionDetail* r, bool l,
+                             Error e) override {
+    query("details", a, id, r, l, e);
+  }
+  void onDealDetailReply(const char* a, int id, const VendorDeal* r, bool l, Error e) override {
+    query("deals", a, id, r, l, e);
+  }
+
+ private:
+  template <class... Parts>
+  void add(const Parts&... parts) {
+    const std::string line = join(parts...);
+    std::unique_lock<std::mutex> lock(mutex_);
+    events_.push_back(Event{line, std::this_thread::get_id()});
+    const auto reaction = reaction_;
+    lock.unlock();
+    arrived_.notify_all();
+    if (reaction) reaction(line);
+  }
+  void errorPush(const char* kind, const VendorOrderError& e) {
+    add(kind, e.m_nRequestID, shown(fieldText(e.m_strAccountID)), e.m_nOrderID, e.m_nCancelFlag,
+        XtError(e.m_nErrorID, e.m_strErrorMsg));
+  }
+  template <class Record>
+  void query(const char* kind, const char* account, int id, const Record* r, bool last,
+             const XtError& e) {
+    add(kind, id, shown(account), e, r ? text(*r) : "none", last ? "last" : "more");
+  }
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable arrived_;
+  std::vector<Event> events_;
+  std::function<void(const std::string&)> reaction_;
+};
+
+// Two users; a futures account holding m2409 long 4 @3100 and rb2410 short 3
+// @3700 from before the day, a stock account holding 600000 long 1000 @7; the
+// instruments of those positions. `behaviour` adds [behaviour] lines.
+std::string configText(const std::string& behaviour) {
+  return "[behaviour]\ntrading_day = 20240603\n" + behaviour +
+         "\n[user demo]\npassword = demo123\naccounts = 88001234\n[user stock]\npassword = "
+         "stock123\naccounts = 10001234\n[account 88001234]\ncash = 1000000\nposition = m2409 long "
+         "4 3100\nposition = rb2410 short 3 3700\n[account 10001234]\ntype = stock\ncash = 100000\n"
+         "position = 600000 long 1000 7.00\n[instrument rb2410]\nexchange = SHFE\nprice = 3650\n"
+         "multiplier = 10\nmargin_rate = 0.1\nband_percent = 7\n[instrument m2409]\nexchange = "
+         "DCE\nprice = 3200\nmultiplier = 10\nmargin_rate = 0.08\n[instrument 600000]\nexchange = "
+         "SH\nprice = 7.50\n";
+}
+
+// An API object on configText(behaviour) in a file of its own (named after
+// the test: CTest runs the tests in parallel processes), its clock pinned,
+// with a recorder. The object goes first (it is declared last).
+struct Session {
+  explicit Session(const std::string& behaviour, const std::string& address = "127.0.0.1:7001")
+      : path(::testing::TempDir() +
+             ::testing::UnitTest::GetInstance()->current_test_info()->name() +
+             std::to_string(++sessions)),
+        api(new SimulatedApi(address)) {
+    std::ofstream(path, std::ios::binary) << configText(behaviour);
+    api->setClock([] { return kPinned; });
+    api->setCallback(&recorder);
+  }
+  ~Session() { std::remove(path.c_str()); }
+
+  // Issues one request written as words; N is its request number and a
+  // missing word a null text. Returns false when "price" moved nothing.
+  //   init | price INSTRUMENT PRICE | N login|logout USER PASSWORD | N cancel ORDER_ID
+  //   N funds|positions|details|deals ACCOUNT | N order null
+  //   N cancel2 ACCOUNT EXCHANGE_ORDER_ID EXCHANGE INSTRUMENT
+  //   N order ACCOUNT INSTRUMENT EXCHANGE OPERATION VOLUME PRICE|market
+  // OPERATION: 0 open long, 1 close older long, 2 close today's long, 3 open
+  // short, 4 close older short, 5 close today's short.
+  bool request(const std::string& command) {
+    std::istringstream in(command);
+    std::vector<std::string> w{std::istream_iterator<std::string>(in), {}};
+    w.resize(10);
+    const auto word = [&](int i) { return w[i].empty() ? nullptr : w[i].c_str(); };
+    const int n = std::atoi(w[0].c_str());
+    const std::string& op = w[1];
+    if (w[0] == "init") api->init(path.c_str());
+    if (w[0] == "price") return api->setReferencePrice(w[1], std::stod(w[2]));
+    if (op == "login") api->userLogin(word(2), word(3), n, nullptr, nullptr, nullptr);
+    if (op == "logout") api->userLogout(word(2), word(3), n);
+    if (op == "cancel") api->cancelOrderById(std::atoi(w[2].c_str()), n);
+    if (op == "cancel2") api->cancelOrderByExchangeId(word(2), word(3), word(4), word(5), n, "");
+    if (op == "funds") api->queryAccountDetail(word(2), n, "");
+    if (op == "positions") api->queryPosition(word(2), n, "");
+    if (op == "details") api->queryPositionDetail(word(2), n, "");
+    if (op == "deals") api->queryDealDetail(word(2), n, "");
+    if (op != "order") return true;
+    COrdinaryOrder order;
+    kestrel::copyToField(order.m_strAccountID, w[2]);
+    kestrel::copyToField(order.m_strInstrument, w[3]);
+    kestrel::copyToField(order.m_strMarket, w[4]);
+    order.m_eOperationType = std::atoi(w[5].c_str());
+    order.m_nVolume = std::atoi(w[6].c_str());
+    order.m_ePriceType = w[7] == "market" ? PRTP_MARKET : PRTP_LIMIT;
+    order.m_dPrice = w[7] == "market" ? 0 : std::strtod(w[7].c_str(), nullptr);
+    api->placeOrder(w[2] == "null" ? nullptr : &order, n, "");
+    return true;
+  }
+  // The callbacks of one request in synchronous mode, a line each; "refused"
+  // when a market tool moved nothing.
+  std::string run(const std::string& command) {
+    return request(command) ? recorder.take() : recorder.take() + "refused\n";
+  }
+  // Runs each request and compares its callbacks; kSetUp answers are not compared.
+  void runDay(const std::vector<std::pair<std::string, std::string>>& rows) {
+    for (const auto& [command, answers] : rows) {
+      const std::string got = run(command);
+      EXPECT_TRUE(answers == kSetUp || got == answers) << command << " gave\n" << got;
+    }
+  }
+  void connectAndLogin() {
+    request("init");
+    request("1 login demo demo123");
+    recorder.waitFor(3);
+    recorder.take();
+  }
+
+  static constexpr const char* kSetUp = "(set-up)";
+  static inline int sessions = 0;
+  const std::string path;
+  Recorder recorder;
+  std::unique_ptr<SimulatedApi> api;
+};
+
+// The answers to a refused order or cancel "N order|cancel|cancel2 ...": the
+// reply, then the same reason as an error push naming the account and order.
+std::string refused(const std::string& request, const std::string& account, int orderId,
+                    const std::string& error) {
+  std::istringstream words(request);
+  std::string n, op;
+  words >> n >> op;
+  const bool order = op == "order";
+  return join(order ? "reply" : op, n, order ? "0 " + error : error) + "\n" +
+         join(order ? "orderError" : "cancelError", n, shown(account), orderId, !order, error) +
+         "\n";
+}
+
+// --- Trading rules: synchronous mode, so every answer has arrived when the
+// call returns. A row starts from what the rows before it left. The day is
+// Monday 2024-06-03: positions held from before it opened on Friday 05-31.
+
+TEST(BrokerCounterTest, ConnectionLoginAndLogout) {
+  Session s("synchronous = true");
+  s.runDay({{"init", "connected ok\n"},
+            {"2 login demo wrong", "login 2 demo 1001 用户名或密码错误\n"},
+            {"3 login nobody demo123", "login 3 nobody 1001 用户名或密码错误\n"},
+            {"4 logout demo demo123", "logout 4 demo 1002 用户未登录\n"},
+            {"5 login demo demo123", "login 5 demo ok\nstatus 88001234 1 1\n"},
+            {"6 login stock stock123", "login 6 stock ok\nstatus 10001234 2 1\n"},
+            {"7 logout demo demo123", "logout 7 demo ok\n"},
+            {"8 positions 88001234", "positions 8 88001234 1002 资金账号未登录 none last\n"},
+            {"9 positions 10001234", "positions 9 10001234 ok 600000 SH 0 0 1000 7 last\n"},
+            {"10 logout nobody x", "logout 10 nobody 1002 用户未登录\n"}});
+  Session off("synchronous = true", "unreachable.invalid:7001");
+  off.runDay({{"init", "connected 无法连接到柜台 unreachable.invalid:7001\n"},
+              {"1 login demo demo123", "login 1 demo 1000 未连接到柜台\n"},
+              {"2 order 88001234 rb2410 SHFE 0 1 3650",
+               refused("2 order", "88001234", 0, "1000 未连接到柜台")},
+              {"price rb2410 3600", "refused\n"}});
+}
+
+// A refused order takes no order id.
+TEST(BrokerCounterTest, OrdersTheCounterRefuses) {
+  const std::pair<std::string, const char*> refusals[] = {
+      {"99 rb2410 SHFE 0 1 3650", "1003 资金账号不存在"},
+      {"88001234 zz9999 SHFE 0 1 3650", "2001 合约代码不存在"},
+      {"88001234 rb2410 SHFE 0 0 3650", "2001 委托数量必须大于0"},
+      {"88001234 rb2410 SHFE 0 1000000 3650", "2002 可用资金不足"},
+      {"88001234 rb2410 SHFE 0 1 0", "2001 委托价格必须大于0"},
+      {"10001234 600000 SH 3 100 7.5", "2001 股票不能卖空"},
+      {"10001234 600000 SH 2 100 7.5", "2001 股票当日买入不能当日卖出"},
+      {"88001234 rb2410 SHFE 1 1 3650", "2003 可平仓位不足"},  // no long position,
+      {"88001234 rb2410 SHFE 5 1 3650", "2003 可平仓位不足"},  // none opened today,
+      {"88001234 m2409 DCE 1 5 3200", "2003 可平仓位不足"},    // 4 older
+      {"null", "2001 委托为空"},
+  };
+  Session s("synchronous = true");
+  s.connectAndLogin();
+  s.run("1 login stock stock123");
+  for (const auto& [order, error] : refusals) {
+    const std::string account = order == "null" ? "" : order.substr(0, order.find(' '));
+    EXPECT_EQ(s.run("9 order " + order), refused("9 order", account, 0, error));
+  }
+  s.runDay({{"2 order 88001234 rb2410 SHFE 4 3 3650", Session::kSetUp},
+            {"3 order 10001234 600000 SH 1 100 7.5", Session::kSetUp},  // older stock sells
+            {"4 deals 10001234",
+             "deals 4 10001234 ok 2 600000 SH T00000002 100 7.5 1101 000000000002 last\n"}});
+}
+
+// A marketable order fills at the reference price, in slices (larger first);
+// a resting order fills at its own limit once the price reaches it; the
+// exchange rejects limits beyond +-7% of 3650 (3394.5 to 3905.5).
+TEST(BrokerCounterTest, FillsRestingOrdersPriceBandAndCancels) {
+  Session s("synchronous = true\nfill_mode = partial\nfill_slices = 2");
+  s.connectAndLogin();
+  s.runDay({{"2 order 88001234 rb2410 SHFE 0 5 3660",
+             "reply 2 1 ok\norder 1 rb2410 SHFE 33 0/5 000000000001 0001 3660 已报 0 0\n"
+             "order 1 rb2410 SHFE 15 3/5 000000000001 0001 3660 部分成交 3650 109500\n"
+             "deal 1 rb2410 SHFE T00000001 3 3650 0001 000000000001\n"
+             "order 1 rb2410 SHFE 06 5/5 000000000001 0001 3660 全部成交 3650 182500\n"
+             "deal 1 rb2410 SHFE T00000002 2 3650 0001 000000000001\n"},
+            {"3 order 88001234 m2409 DCE 3 1 market", Session::kSetUp},
+            {"4 order 88001234 rb2410 SHFE 0 1 3640", Session::kSetUp},
+            {"5 order 88001234 rb2410 SHFE 3 1 3660", Session::kSetUp},
+            {"6 order 88001234 rb2410 SHFE 0 1 3906",
+             "reply 6 5 ok\norder 5 rb2410 SHFE 40 0/1 - 0001 3906 价格超出涨跌停板范围 0 0\n"},
+            {"7 order 88001234 rb2410 SHFE 3 1 3905.5", Session::kSetUp},
+            {"price rb2410 3641", ""},
+            {"price rb2410 3640",
+             "order 3 rb2410 SHFE 06 1/1 000000000003 0001 3640 全部成交 3640 36400\n"
+             "deal 3 rb2410 SHFE T00000004 1 3640 0001 000000000003\n"},
+            {"price rb2410 3670",
+             "order 4 rb2410 SHFE 06 1/1 000000000004 1001 3660 全部成交 3660 36600\n"
+             "deal 4 rb2410 SHFE T00000005 1 3660 1001 000000000004\n"},
+            {"price rb2410 -1", "refused\n"},
+            {"price zz 1", "refused\n"},
+            {"9 order 88001234 m2409 DCE 0 1 3100", Session::kSetUp},
+            // Orders 6 and 7 rest: their margin and commission are held.
+            {"10 funds 88001234",
+             "funds 10 88001234 ok 1000000 1006071.25 950548.7445 28.75 49130 6385.5 6392.5055 0 "
+             "6100 20240603 last\n"},
+            {"11 cancel 7",
+             "cancel 11 ok\norder 7 m2409 DCE 53 0/1 000000000006 0001 3100 已撤单 0 0\n"},
+            {"12 cancel2 88001234 000000000005 SHFE rb2410",
+             "cancel2 12 ok\norder 6 rb2410 SHFE 53 0/1 000000000005 1001 3905.5 已撤单 0 0\n"},
+            {"13 funds 88001234",
+             "funds 13 88001234 ok 1000000 1006071.25 956941.25 28.75 49130 0 0 0 6100 20240603 "
+             "last\n"}});
+  const std::tuple<std::string, const char*, int, const char*> refusals[] = {
+      {"14 cancel 7", "88001234", 7, "3001 委托已撤单，不能重复撤单"},
+      {"15 cancel 0", "", 0, "3001 委托不存在"},
+      {"16 cancel2 88001234 000000000003 DCE rb2410", "88001234", 0, "3001 委托不存在"},
+  };
+  for (const auto& [request, account, order, error] : refusals) {
+    EXPECT_EQ(s.run(request), refused(request, account, order, error));
+  }
+}
+
+// Closing orders hold volume, older first, until they fill or are cancelled;
+// on SHFE an older-close takes only older volume, elsewhere today's after it.
+TEST(BrokerCounterTest, PositionsFreezeCloseAndRealiseProfit) {
+  Session s("synchronous = true\nfill_mode = partial\nfill_slices = 2");
+  s.connectAndLogin();
+  const std::string noVolume = refused("0 order", "88001234", 0, "2003 可平仓位不足");
+  s.runDay(
+      {{"2 order 88001234 m2409 DCE 0 2 market", Session::kSetUp},  // two lots @3200
+       {"3 order 88001234 m2409 DCE 1 5 3300", Session::kSetUp},    // rests
+       {"4 details 88001234",
+        "details 4 88001234 ok m2409 DCE 0 0 0 4 3100 Y00000001 124000 20240531 20240603 more\n"
+        "details 4 88001234 ok m2409 DCE 0 1 0 1 3200 T00000001 32000 20240603 20240603 more\n"
+        "details 4 88001234 ok m2409 DCE 0 1 1 0 3200 T00000002 32000 20240603 20240603 more\n"
+        "details 4 88001234 ok rb2410 SHFE 1 0 3 0 3700 Y00000002 111000 20240531 20240603 "
+        "last\n"},
+       {"0 order 88001234 m2409 DCE 2 2 3200", noVolume},
+       {"6 cancel 2", Session::kSetUp},
+       {"7 order 88001234 m2409 DCE 1 5 market", Session::kSetUp},  // 3, then 1 + 1 today
+       {"8 order 88001234 rb2410 SHFE 3 1 market", Session::kSetUp},
+       {"0 order 88001234 rb2410 SHFE 4 4 3650", noVolume},
+       {"10 order 88001234 rb2410 SHFE 4 1 3650", Session::kSetUp},
+       {"11 order 88001234 rb2410 SHFE 5 1 3650", Session::kSetUp},
+       {"12 positions 88001234",
+        "positions 12 88001234 ok m2409 DCE 0 1 1 3200 more\n"
+        "positions 12 88001234 ok rb2410 SHFE 1 0 2 3700 last\n"},
+       // Realised: (3200 - 3100) x 4 x 10 on m2409, (3700 - 3650) x 1 x 10 on rb2410.
+       {"13 funds 88001234",
+        "funds 13 88001234 ok 1000000 1005466.65 995506.65 33.35 9960 0 0 4500 1000 20240603 "
+        "last\n"}});
+}
+
+// --- The configuration file.
+
+// Everything a configuration holds, a line per section.
+std::string describe(const Config& c) {
+  const Behaviour& b = c.behaviour;
+  std::string out = join("behaviour", int(b.fillMode), b.fillSlices, b.replyLatencyMs,
+                         b.priceWalkMs, b.priceWalkTicks, b.priceWalkSeed, b.synchronous,
+                         b.errorPush, b.commissionRate, "'" + b.tradingDay + "'");
+  for (const std::string& address : b.unreachable) out += " " + address;
+  for (const UserConfig& u : c.users) {
+    out += "\n" + join("user", u.name, u.password);
+    for (const std::string& account : u.accounts) out += " " + account;
+  }
+  for (const AccountConfig& a : c.accounts) {
+    out += "\n" + join("account", a.id, a.type, a.cash);
+    for (const StartPosition& p : a.positions)
+      out += ", " +
+             join(p.instrument, p.side == Side::kLong ? "long" : "short", p.volume, p.openPrice);
+  }
+  for (const InstrumentConfig& i : c.instruments) {
+    out += "\n" + join("instrument", i.code, i.exchange, i.product, i.price, i.multiplier,
+                       i.marginRate, i.tick, i.bandPercent);
+  }
+  return out;
+}
+
+// The sample file beside the programs and a missing file: the embedded defaults.
+TEST(BrokerConfigTest, SampleFileAndMissingFileGiveTheDefaults) {
+  std::string text;
+  ASSERT_EQ(readWholeFile(KS_SOURCE_DIR "/config/xt_config", text), ReadStatus::kOk);
+  const std::string defaults = describe(defaultConfig());
+  EXPECT_EQ(describe(parseConfig(text, "xt_config").config), defaults);
+  EXPECT_EQ(describe(loadConfig(::testing::TempDir() + "no_such_dir/xt_config").config), defaults);
+}
+
+// Each text gives its settings (as describe() writes them) or "t:LINE: what is wrong".
+TEST(BrokerConfigTest, TextsGiveTheirSettingsOrTheLineAtFault) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"\xEF\xBB\xBF# comment\r\n[behavior]\r\nfill_mode = partial ; comment\nfill_slices = 1000\n"
+       "reply_latency_ms = 60000\nprice_walk_ms = 3600000\nprice_walk_ticks = 1000\n"
+       "price_walk_seed = 9223372036854775807\nsynchronous = on\nerror_push = no\n"
+       "unreachable = a.example:1, b.example:2\ncommission_rate = 0.1\ntrading_day = 20240229\n"
+       "[user abcdefghijklmnopqrstuvwxyz01234]\npassword = p#ss;word\naccounts = A1,A2\n"
+       "[account A1]\ncash = 1e15\nposition = cu2409 short 1000000000 70000\n"
+       "position = cu2409 long 1 0.5\n[account A2]\ntype = stock\n"
+       "[instrument cu2409]\nexchange = SHFE\nproduct = cu\nprice = 1e9\nmultiplier = 1e6\n"
+       "margin_rate = 1\ntick = +10\nband_percent = 99.99\n"
+       "[ instrument  IF2409 ]\nexchange = GFEX\nprice = 0.5\n",
+       "behaviour 1 1000 60000 3600000 1000 9223372036854775807 1 0 0.1 '20240229' a.example:1 "
+       "b.example:2\nuser abcdefghijklmnopqrstuvwxyz01234 p#ss;word A1 A2\n"
+       "account A1 1 1e+15, cu2409 short 1000000000 70000, cu2409 long 1 0.5\naccount A2 2 0\n"
+       "instrument cu2409 SHFE cu 1000000000 1000000 1 10 99.99\n"
+       "instrument IF2409 GFEX IF 0.5 1 1 0.01 10"},
+      {"[behaviour]\nfill_mode = none\nfill_slices = 1\nprice_walk_ticks = 0\nprice_walk_seed = 0\n"
+       "synchronous = FALSE\nerror_push = 1\ncommission_rate = 0\nunreachable =\n"
+       "[account 600000]\ntype = futures\n[instrument 600000]\nexchange = SH\nprice = 7\n",
+       "behaviour 2 1 0 0 0 0 0 1 0 ''\naccount 600000 1 0\ninstrument 600000 SH 600000 7 1 1 "
+       "0.01 10"},
+      {"[behaviour]\n\n# c\nfill_slices = 0", "t:4: fill_slices must be a whole number 1-1000"},
+      {"[behaviour]\nreply_latency_ms = -1", "t:2: reply_latency_ms must be 0-60000"},
+      {"[behaviour]\nprice_walk_ms = 3600001", "t:2: price_walk_ms must be 0-3600000"},
+      {"[behaviour]\nprice_walk_ticks = 1.5", "t:2: price_walk_ticks must be 0-1000"},
+      {"[behaviour]\ncommission_rate = 0.11", "t:2: commission_rate must be 0-0.1"},
+      {"[behaviour]\ntrading_day = 2024O603", "t:2: trading_day must be a date YYYYMMDD"},
+      {"[behaviour]\ntrading_day = 20230229", "t:2: trading_day must be a date YYYYMMDD"},
+      {"[behaviour]\n[behavior]", "t:2: [behaviour] given twice"},
+      {"[account X]\ncash = 5x", "t:2: cash must be a number 0-1e15"},
+      {"[account X]\nposition = a long 0 3", "t:2: position volume must be 1-1e9"},
+      {"[account X]\nposition = a long 1 0", "t:2: position open price must be a number above 0"},
+      {"[instrument a]\nexchange = LME",
+       "t:2: unknown exchange \"LME\" (SH, SZ, SHFE, DCE, CZCE, CFFEX, INE, GFEX, BJ)"},
+      {"[instrument a]\nproduct =", "t:2: product must be 1-31 bytes"},
+      {"[instrument a]\nprice = nan", "t:2: price must be a number above 0"},
+      {"[instrument a]\nmultiplier = 1000001", "t:2: multiplier must be above 0"},
+      {"[instrument a]\nmargin_rate = 1.5", "t:2: margin_rate must be above 0 and at most 1"},
+      {"[instrument a]\ntick = -1", "t:2: tick must be a number above 0"},
+      {"[instrument a]\nband_percent = 100", "t:2: band_percent must be above 0 and below 100"},
+  };
+  for (const auto& [text, expected] : cases) {
+    const ConfigResult r = parseConfig(text, "t");
+    EXPECT_EQ(r.ok ? describe(r.config) : r.error, expected) << text;
+  }
+}
+
+// --- Threads.
+
+const char kOrder[] = "2 order 88001234 rb2410 SHFE 0 1 3650";  // a reply and three pushes
+
+// The kind of each callback so far ("login", "order", ...) and the threads they came on.
+std::string kinds(const Recorder& recorder, std::set<std::thread::id>* threads = nullptr) {
+  std::string kinds;
+  for (const auto& [line, thread] : recorder.events()) {
+    kinds += line.substr(0, line.find(' ')) + ' ';
+    if (threads != nullptr) threads->insert(thread);
+  }
+  return kinds;
+}
+
+// Each object answers in order on a thread of its own, or in synchronous mode
+// inside the call; joinAll returns once every object's thread has ended.
+TEST(BrokerThreadsTest, AnswersArriveInOrderOnTheirThread) {
+  Session first(""), second(""), inside("synchronous = true");
+  for (Session* s : {&first, &second, &inside}) {
+    for (const char* request : {"init", "1 login demo demo123", kOrder}) s->request(request);
+    s->recorder.waitFor(7);
+    std::set<std::thread::id> threads;
+    EXPECT_EQ(kinds(s->recorder, &threads), "connected login status reply order order deal ");
+    EXPECT_EQ(threads.size(), 1u);
+    EXPECT_EQ(threads.count(std::this_thread::get_id()), s == &inside ? 1u : 0u);
+  }
+  first.api->shutdown();
+  inside.api->shutdown();
+  std::future<void> joined = std::async(std::launch::async, joinSimulatedThreads);
+  EXPECT_EQ(joined.wait_for(std::chrono::milliseconds(1)), std::future_status::timeout);
+  second.api->shutdown();  // the last thread ends
+  joined.get();
+}
+
+// Answers wait out the reply latency; shutdown drops them.
+TEST(BrokerThreadsTest, AnswersWaitOutTheLatencyAndShutdownDropsThem) {
+  Session s("reply_latency_ms = 60000");
+  s.request("init");
+  s.request("1 login demo demo123");
+  EXPECT_EQ(kinds(s.recorder), "");
+  s.api->shutdown();
+  s.request("2 login demo demo123");
+  s.api.reset();
+  EXPECT_EQ(kinds(s.recorder), "");
+}
+
+// Shutting down or deleting the object from inside its own callback returns
+// at once, and what is still queued is dropped.
+TEST(BrokerThreadsTest, TheCallbackMayStopItsOwnObject) {
+  for (const auto& [behaviour, remove] :
+       {std::pair<const char*, bool>{"", false}, {"synchronous = true", false}, {"", true}}) {
+    Session s(behaviour);
+    s.connectAndLogin();
+    const bool deleting = remove;
+    s.recorder.react([&](const std::string&) { deleting ? s.api.reset() : s.api->shutdown(); });
+    s.request(kOrder);
+    s.recorder.waitFor(1);
+    joinSimulatedThreads();
+    EXPECT_EQ(kinds(s.recorder), "reply ");
+  }
+}
+
+TEST(BrokerThreadsTest, FactoryRefusesUnusableAddresses) {
+  const std::pair<const char*, bool> addresses[] = {
+      {"127.0.0.1:7001", true}, {"h:1", true},       {"[::1]:65535", true}, {"", false},
+      {"127.0.0.1", false},     {":7001", false},    {"host:", false},      {"host:0", false},
+      {"host:65536", false},    {"host:70a", false}, {"host:-1", false},    {"my host:7001", false},
+      {"host:123456", false}};
+  for (const auto& [address, usable] : addresses) {
+    EXPECT_EQ(std::unique_ptr<XtTraderApi>(createSimulatedApi(address)) != nullptr, usable)
+        << address;
+  }
+  EXPECT_EQ(createSimulatedApi(nullptr), nullptr);
+}
+
+}  // namespace
+}  // namespace xti::sim
