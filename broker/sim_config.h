@@ -41,21 +41,20 @@ struct Behaviour {
 // with `seed`: the same requests in the same order misbehave the same way.
 struct Chaos {
   uint64_t seed = 1;
-  int dropAfterMs = 0;             // the connection drops N ms after init; 0: never
-  int dropAfterEvents = 0;         // ... after N answers and pushes; 0: never
-  bool keepDayAfterDrop = true;    // a later connection to the address resumes the day
-  double pushesBeforeReply = 0;    // an accepted order's pushes overtake its reply
-  double duplicatePushes = 0;      // an order or deal push comes twice
+  int dropAfterMs = 0;               // the connection drops N ms after init; 0: never
+  int dropAfterEvents = 0;           // ... after N answers and pushes; 0: never
+  bool keepDayAfterDrop = true;      // a later connection to the address resumes the day
+  double pushesBeforeReply = 0;      // an accepted order's pushes overtake its reply
+  double duplicatePushes = 0;        // an order or deal push comes twice
   double errorPushWithoutReply = 0;  // a refusal comes only as the error push
-  double reorderReplies = 0;       // a reply waits for the next request's answers
-  double delayReplies = 0;         // a reply comes delayMs late, on the callback thread
+  double reorderReplies = 0;         // a reply waits for the next request's answers
+  double delayReplies = 0;           // a reply comes delayMs late, on the callback thread
   int delayMs = 200;
-  double rejectOrders = 0;         // a valid order is refused with a counter's text
+  double rejectOrders = 0;  // a valid order is refused with a counter's text
 
   bool any() const {
-    return dropAfterMs > 0 || dropAfterEvents > 0 || pushesBeforeReply > 0 ||
-           duplicatePushes > 0 || errorPushWithoutReply > 0 || reorderReplies > 0 ||
-           delayReplies > 0 || rejectOrders > 0;
+    return dropAfterMs > 0 || dropAfterEvents > 0 || pushesBeforeReply > 0 || duplicatePushes > 0 ||
+           errorPushWithoutReply > 0 || reorderReplies > 0 || delayReplies > 0 || rejectOrders > 0;
   }
 };
 
