@@ -4,6 +4,7 @@
 // down what reaches it. Each case runs in both answer modes.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
@@ -215,8 +216,10 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
     const bool synchronous = std::get<1>(GetParam());
     // One address per run: a dropped day waits for the next session at its address.
     address_ = "127.0.0.1:" + std::to_string(6000 + 2 * index + (synchronous ? 1 : 0));
+    // A name no other run on the machine uses at the same time.
     configPath_ = ::testing::TempDir() + "xt_config_chaos_" + std::to_string(index) +
-                  (synchronous ? "s" : "a");
+                  (synchronous ? "s_" : "a_") +
+                  std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
     std::ofstream(configPath_) << "[behaviour]\nsynchronous = " << (synchronous ? "true" : "false")
                                << "\ntrading_day = 20240105\n[chaos]\n"
                                << kCases[index].chaos
