@@ -100,7 +100,10 @@ void Connection::init(const char* configPath) {
     }
     changed_.notify_all();
     answers = out.take();
-    if (!synchronous_) return enqueue(std::move(answers));
+    if (!synchronous_) {
+      enqueue(std::move(answers));
+      return;
+    }
   }
   deliver(answers);
 }
@@ -130,14 +133,24 @@ void Connection::drop(std::vector<Answer>& answers, bool loseQueued) {
   for (Answer& answer : out.take()) answers.push_back(std::move(answer));
 }
 
-void Connection::enqueue(std::vector<Answer> answers) {
-  if (answers.empty()) return;
+bool Connection::enqueue(std::vector<Answer> answers) {
+  if (answers.empty()) return false;
   // The callback thread only sleeps on an empty queue or until the front's
   // due time, which later answers never precede: only the first one wakes it.
   const bool wake = queue_.empty();
   const Clock::time_point due = Clock::now() + std::chrono::milliseconds(latencyMs_);
   for (Answer& answer : answers) queue_.push_back(Pending{std::move(answer.call), due});
-  if (wake) changed_.notify_all();
+  return wake;
+}
+
+void Connection::sleep(Clock::time_point until) {
+  std::unique_lock<std::mutex> lock(mu_.native(), std::adopt_lock);
+  if (until == Clock::time_point::max()) {
+    changed_.wait(lock);
+  } else {
+    changed_.wait_until(lock, until);
+  }
+  lock.release();  // still held, by the caller's scope
 }
 
 int Connection::callbacksOnThisThread() const {
@@ -182,7 +195,7 @@ void Connection::shutdown() {
   queue_.clear();
   late_.clear();
   changed_.notify_all();
-  while (inFlight_ > own) changed_.wait(mu_);
+  while (inFlight_ > own) sleep(Clock::time_point::max());
 }
 
 void Connection::run() {
@@ -226,11 +239,7 @@ void Connection::run() {
     if (!queue_.empty()) wake = std::min(wake, queue_.front().due);
     if (!late_.empty()) wake = std::min(wake, late_.front().due);
     if (walkMs_ > 0) wake = std::min(wake, nextWalk_);
-    if (wake == Clock::time_point::max()) {
-      changed_.wait(mu_);
-    } else {
-      changed_.wait_until(mu_, wake);
-    }
+    sleep(wake);
   }
   mu_.unlock();
 }

@@ -70,6 +70,7 @@ class Connection {
   template <class Operation>
   void request(Operation&& operation) KS_EXCLUDES(mu_) {
     std::vector<Answer> answers;
+    bool wake = false;
     {
       kestrel::MutexLock lock(mu_);
       if (stopped_) return;
@@ -77,8 +78,13 @@ class Connection {
       operation(counter_, out);
       answers = out.take();
       send(answers);
-      if (!synchronous_) return enqueue(std::move(answers));
+      if (!synchronous_) {
+        wake = enqueue(std::move(answers));
+        answers.clear();
+      }
     }
+    // Woken after the lock is let go, the callback thread finds it free.
+    if (wake) changed_.notify_one();
     deliver(answers);
   }
 
@@ -94,7 +100,10 @@ class Connection {
   // Ends the connection as a dropped one and appends the disconnection to
   // `answers`; `loseQueued`: the answers still queued are lost with it.
   void drop(std::vector<Answer>& answers, bool loseQueued) KS_REQUIRES(mu_);
-  void enqueue(std::vector<Answer> answers) KS_REQUIRES(mu_);
+  // Queues answers for the callback thread; true when it must be woken.
+  bool enqueue(std::vector<Answer> answers) KS_REQUIRES(mu_);
+  // Sleeps on changed_ until notified or `until` (max: no time limit).
+  void sleep(Clock::time_point until) KS_REQUIRES(mu_);
   // Runs the callbacks on this thread, in order, while delivery has not stopped.
   void deliver(const std::vector<Answer>& answers) KS_EXCLUDES(mu_);
   void deliver(std::deque<Pending>& batch) KS_EXCLUDES(mu_);
@@ -106,7 +115,7 @@ class Connection {
   const std::string address_;
 
   kestrel::Mutex mu_;
-  std::condition_variable_any changed_;  // queue, flags, in-flight count
+  std::condition_variable changed_;  // queue, flags, in-flight count; waits on mu_
   // Guarded by mu_.
   XtTraderApiCallback* callback_ KS_GUARDED_BY(mu_) = nullptr;
   Counter counter_ KS_GUARDED_BY(mu_);
