@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <mutex>
@@ -22,6 +23,7 @@
 #include <vector>
 
 #include "bench/bench_fixtures.h"
+#include "bench/bench_session.h"
 #include "plugin/plugin_entry.h"
 #include "session/trade_session_xt.h"
 
@@ -206,28 +208,11 @@ void BM_RoundTrip(benchmark::State& state) {
     std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     const std::string polite = "synchronous = false";
     text.replace(text.find(polite), polite.size(), "synchronous = true");
-    path = std::string(KS_BENCH_SIM_CONFIG) + ".synchronous";
+    path = (std::filesystem::temp_directory_path() / "ks_bench_xt_config_synchronous").string();
     std::ofstream(path) << text;
   }
-#if defined(_WIN32)
-  _putenv_s("XT_SIM_CONFIG", path.c_str());
-#else
-  setenv("XT_SIM_CONFIG", path.c_str(), 1);
-#endif
-  loadBaseInformation();
   StampingHost host;
-  SessionConfig config = benchConfig();
-  config.userName = "bench";
-  config.password = "bench123";
-  auto* session = static_cast<TradeSessionXT*>(CreateTradeSession());
-  benchmark::DoNotOptimize(session->setConfig(config));
-  benchmark::DoNotOptimize(session->registerSpi(&host));
-  if (session->connect().code != 0) return state.SkipWithError("no connection to the counter");
-  host.waitForConnection();
-  benchmark::DoNotOptimize(session->login());
-  host.waitForLogin();
-  // The fund account arrives in the push behind the login reply.
-  while (session->reqQryTradingAccount(1).code == -3) std::this_thread::yield();
+  TradeSessionXT* session = loggedInSession(host, state, path);
 
   AccountOrderNewRequest orders[2] = {orderRequest(1), orderRequest(2)};
   for (AccountOrderNewRequest& order : orders) {

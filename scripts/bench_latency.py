@@ -15,17 +15,14 @@ time axis, with the goal as a guide. Standard library only.
 import os
 import re
 import sys
-from xml.sax.saxutils import escape
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import bench_common  # noqa: E402
-from bench_chart import log_ticks  # noqa: E402
+from bench_chart import BOTTOM, HEIGHT, LEFT, RIGHT, TOP, WIDTH, axes, frame, log_ticks  # noqa: E402,E501
 from bench_table import format_ns  # noqa: E402
 
 POINTS = [("p50_ns", "median"), ("p99_ns", "99th"), ("p999_ns", "99.9th"), ("max_ns", "max")]
 COLOURS = ["#1f77b4", "#ff7f0e", "#d62728"]
-WIDTH, HEIGHT = 760, 440
-LEFT, RIGHT, TOP, BOTTOM = 70, 190, 50, 60
 GOAL_FACTOR = 5
 
 
@@ -117,28 +114,12 @@ def draw(pushes, context):
     def y_of(ns):
         return TOP + plot_h * (1 - (log10(ns) - log10(y_lo)) / (log10(y_hi) - log10(y_lo)))
 
-    out = [
-        f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{HEIGHT}" '
-        f'viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" font-size="12">',
-        f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
-        f'<text x="{LEFT}" y="22" font-size="15" font-weight="bold">'
-        'Order push on the vendor thread while host threads send orders</text>',
-        f'<text x="{LEFT}" y="38" fill="#555">{escape(context)}</text>',
-    ]
-    for ns in y_ticks:
-        y = y_of(ns)
-        out.append(f'<line x1="{LEFT}" y1="{y:.1f}" x2="{LEFT + plot_w}" y2="{y:.1f}" '
-                   'stroke="#e5e5e5"/>')
-        out.append(f'<text x="{LEFT - 8}" y="{y + 4:.1f}" text-anchor="end">{ns:g}</text>')
+    out = frame("Order push on the vendor thread while host threads send orders", context,
+                y_ticks, y_of)
     for i, (_, label) in enumerate(POINTS):
         out.append(f'<text x="{x_of(i):.1f}" y="{TOP + plot_h + 18}" text-anchor="middle">'
                    f'{label}</text>')
-    out.append(f'<rect x="{LEFT}" y="{TOP}" width="{plot_w}" height="{plot_h}" fill="none" '
-               'stroke="#333"/>')
-    out.append(f'<text x="{LEFT + plot_w / 2:.1f}" y="{HEIGHT - 18}" text-anchor="middle">'
-               'percentile of single pushes</text>')
-    out.append(f'<text x="18" y="{TOP + plot_h / 2:.1f}" text-anchor="middle" '
-               f'transform="rotate(-90 18 {TOP + plot_h / 2:.1f})">ns per push (logarithmic)</text>')
+    out += axes("percentile of single pushes", "ns per push (logarithmic)")
     if goal and y_lo <= goal <= y_hi:
         y = y_of(goal)
         out.append(f'<line x1="{LEFT}" y1="{y:.1f}" x2="{LEFT + plot_w}" y2="{y:.1f}" '
