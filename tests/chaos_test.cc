@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,19 +33,20 @@ std::string label(const ClientId& id) {
   return id.prefix == kPrefix ? id.serial : "?" + id.serial;
 }
 
-// Writes each host call down as one line of text; the funds answers only
-// count (they open the session and close each case).
+// Writes each order event, disconnection and order-query record down as one
+// line of text; counts the connections, logins and funds answers.
 class ChaosHost : public ITradeSessionSpi {
  public:
-  void onConnected(const ResultStatus&) override { bump(connected_); }
-  void onLogin(const ResultStatus&, const LoginReply&) override { bump(logins_); }
+  void onConnected(const ResultStatus&) override { add("", "connected"); }
+  void onLogin(const ResultStatus&, const LoginReply&) override { add("", "login"); }
+  void onAccountFundsResponse(const AccountFunds*, const ResultStatus&, int, bool) override {
+    add("", "funds");
+  }
   void onDisconnected(const ResultStatus& s) override {
     add("disconnected " + std::to_string(s.code) + text(s));
   }
   void onOrderAccepted(const OrderAcceptedRecord* r, const ResultStatus&, int, bool) override {
-    std::lock_guard<std::mutex> lock(mu_);
-    exchangeIds_.emplace_back(label(r->clientId), r->exchangeOrderId);
-    addLocked("accepted " + label(r->clientId));
+    add("accepted " + label(r->clientId), "line", r->exchangeOrderId);
   }
   void onOrderRejected(const OrderRecord* r, const ResultStatus& s, int, bool) override {
     add("rejected " + std::to_string(s.code) + " " + label(r->clientId) + text(s));
@@ -62,57 +65,31 @@ class ChaosHost : public ITradeSessionSpi {
             ? "orders none"
             : "order " + label(r->clientId) + " " + CodeConvert::gbk_to_utf8(r->statusMessage));
   }
-  void onAccountFundsResponse(const AccountFunds*, const ResultStatus&, int, bool last) override {
-    if (last) bump(funds_);
-  }
 
-  // Each waits until the count reached `n` (false after a generous while,
-  // which only a lost event runs into).
-  bool waitForLines(std::size_t n) {
-    return waitUntil([&] { return lines_.size() >= n; });
-  }
-  bool waitForConnected(int n) {
-    return waitUntil([&] { return connected_ >= n; });
-  }
-  bool waitForLogins(int n) {
-    return waitUntil([&] { return logins_ >= n; });
-  }
-  bool waitForFunds(int n) {
-    return waitUntil([&] { return funds_ >= n; });
-  }
-  int funds() {
-    std::lock_guard<std::mutex> lock(mu_);
-    return funds_;
+  // Waits until `what` ("line", "connected", "login", "funds") was seen `n`
+  // times (false after a generous while, which only a lost event runs into).
+  bool waitFor(const std::string& what, int n) {
+    return waitUntil([&] { return counts_[what] >= n; });
   }
   std::vector<std::string> lines() {
     std::lock_guard<std::mutex> lock(mu_);
     return lines_;
   }
-  // The exchange order id of the first order accepted under `who`.
+  // The exchange order id of the order accepted as `who`, once it was.
   bool exchangeIdOf(const std::string& who, std::string& id) {
-    return waitUntil([&] {
-      for (const auto& e : exchangeIds_) {
-        if (e.first == who) return !(id = e.second).empty();
-      }
-      return false;
-    });
+    return waitUntil([&] { return !(id = exchangeIds_[who]).empty(); });
   }
 
  private:
   static std::string text(const ResultStatus& s) {
     return s.message.empty() ? "" : " " + CodeConvert::gbk_to_utf8(s.message);
   }
-  void add(const std::string& line) {
+  void add(const std::string& line, const std::string& what = "line",
+           const std::string& exchangeId = "") {
     std::lock_guard<std::mutex> lock(mu_);
-    addLocked(line);
-  }
-  void addLocked(const std::string& line) {
-    lines_.push_back(line);
-    changed_.notify_all();
-  }
-  void bump(int& count) {
-    std::lock_guard<std::mutex> lock(mu_);
-    ++count;
+    if (!line.empty()) lines_.push_back(line);
+    if (!exchangeId.empty()) exchangeIds_[line.substr(line.find(' ') + 1)] = exchangeId;
+    ++counts_[what];
     changed_.notify_all();
   }
   template <class Predicate>
@@ -124,34 +101,21 @@ class ChaosHost : public ITradeSessionSpi {
   std::mutex mu_;
   std::condition_variable changed_;
   std::vector<std::string> lines_;
-  std::vector<std::pair<std::string, std::string>> exchangeIds_;
-  int connected_ = 0, logins_ = 0, funds_ = 0;
+  std::map<std::string, std::string> exchangeIds_;  // by label
+  std::map<std::string, int> counts_;
 };
 
-// One step of a case's script. Orders are one lot of rb2410 (reference
-// price 3650): bought at 3700 they fill at once, at 3600 they rest, and 1e5
-// lots are more than the account can pay for.
-enum class Op {
-  kConnect,    // connect only
-  kOpen,       // connect, log in, wait until the fund account is known
-  kBuy,        // order `serial` at `price` for `lots`
-  kCancel,     // cancel the order accepted under `seenAs`, as the host's `serial`
-  kAwait,      // wait until `lots` lines were written
-  kReconnect,  // release, then a new session opens and asks for the day's orders
-};
-struct Step {
-  Op op;
-  const char* serial = "";
-  double price = 0;
-  int lots = 1;
-  const char* seenAs = "";
-};
-Step buy(const char* serial, double price, int lots = 1) { return {Op::kBuy, serial, price, lots}; }
-
+// A case: the [chaos] section's lines, a script of steps separated by ';',
+// and the lines the host writes down. Steps: "connect"; "open" (connect, log
+// in, wait for the fund account); "buy SERIAL PRICE [LOTS]", one lot of
+// rb2410 by default (reference price 3650: at 3700 it fills at once, at 3600
+// it rests, and 1e5 lots are more than the account can pay for); "cancel
+// SERIAL SEEN_AS" (the order accepted as SEEN_AS, cancelled as the host's
+// SERIAL); "reconnect" (release, open a new session, ask for the orders).
 struct Case {
   const char* name;
-  const char* chaos;  // the [chaos] section's lines
-  std::vector<Step> steps;
+  const char* chaos;
+  const char* script;
   std::vector<std::string> seen;
 };
 
@@ -162,41 +126,38 @@ const char kNoFunds[] = "rejected -1 B [msg=可用资金不足]";
 const Case kCases[] = {
     {"PushesBeforeReply",
      "pushes_before_reply = 1",
-     {{Op::kOpen}, buy("A", 3700), buy("B", 3600), {Op::kCancel, "B", 0, 1, "?2"}},
+     "open; buy A 3700; buy B 3600; cancel B ?2",
      {"accepted ?1", "filled ?1", "fill none", "accepted ?2", "canceled 0 B"}},
     {"DuplicatePushes",
      "duplicate_pushes = 1",
-     {{Op::kOpen}, buy("A", 3700)},
+     "open; buy A 3700",
      {"accepted A", "accepted A", "filled A", "filled A", "fill A", "fill A"}},
     {"ErrorPushWithoutReply",
      "error_push_without_reply = 1",
-     {{Op::kOpen}, buy("B", 3650, 100000)},
+     "open; buy B 3650 100000",
      {kNoFunds}},
     {"ReorderedReplies",
      "reorder_replies = 1",
-     {{Op::kOpen}, buy("A", 3600), buy("B", 3600), {Op::kCancel, "A", 0, 1, "?1"}},
+     "open; buy A 3600; buy B 3600; cancel A ?1",
      {"accepted ?1", "accepted ?2", "canceled 0 A"}},
     {"DelayedReplies",
      "delay_replies = 1\ndelay_ms = 20",
-     {{Op::kOpen}, buy("A", 3700), buy("B", 3650, 100000)},
+     "open; buy A 3700; buy B 3650 100000",
      {"accepted ?1", "filled ?1", "fill none", kNoFunds}},
     {"RandomRefusals",
      "reject_orders = 1\nseed = 7",
-     {{Op::kOpen}, buy("A", 3700), buy("B", 3700)},
+     "open; buy A 3700; buy B 3700",
      {"rejected -1 A [msg=柜台繁忙，请稍后重试]", "rejected -1 B [msg=柜台繁忙，请稍后重试]"}},
     {"DropAfterEventsKeepsTheDay",
      "drop_after_events = 6",
-     {{Op::kOpen}, buy("A", 3700), buy("B", 3700), {Op::kReconnect}},
+     "open; buy A 3700; buy B 3700; reconnect",
      {"accepted A", "filled A", kLost, kOffline, "disconnected 0", "order ?1 全部成交",
       "filled ?1"}},
     {"DropAfterEventsFresh",
      "drop_after_events = 6\nafter_drop = fresh",
-     {{Op::kOpen}, buy("A", 3700), buy("B", 3700), {Op::kReconnect}},
+     "open; buy A 3700; buy B 3700; reconnect",
      {"accepted A", "filled A", kLost, kOffline, "disconnected 0", "orders none"}},
-    {"DropAfterMs",
-     "drop_after_ms = 50",
-     {{Op::kConnect}, {Op::kAwait, "", 0, 1}, buy("B", 3700)},
-     {kLost}},
+    {"DropAfterMs", "drop_after_ms = 50", "connect", {kLost}},
 };
 
 void setCounterConfig(const char* path) {
@@ -214,11 +175,11 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
     ASSERT_TRUE(library_.loadBesideProgram()) << library_.error();
     const int index = std::get<0>(GetParam());
     const bool synchronous = std::get<1>(GetParam());
-    // One address per run: a dropped day waits for the next session at its address.
-    address_ = "127.0.0.1:" + std::to_string(6000 + 2 * index + (synchronous ? 1 : 0));
-    // A name no other run on the machine uses at the same time.
-    configPath_ = ::testing::TempDir() + "xt_config_chaos_" + std::to_string(index) +
-                  (synchronous ? "s_" : "a_") +
+    // One address per run (a dropped day waits for the next session at its
+    // address) and a file name no other run on the machine uses meanwhile.
+    const std::string run = std::to_string(2 * index + (synchronous ? 1 : 0));
+    address_ = "127.0.0.1:6" + run;
+    configPath_ = ::testing::TempDir() + "xt_config_chaos_" + run + "_" +
                   std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
     std::ofstream(configPath_) << "[behaviour]\nsynchronous = " << (synchronous ? "true" : "false")
                                << "\ntrading_day = 20240105\n[chaos]\n"
@@ -244,7 +205,7 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
     ASSERT_EQ(session_->setConfig(config).code, 0);
     ASSERT_EQ(session_->registerSpi(&host_).code, 0);
     ASSERT_EQ(session_->connect().code, 0);
-    ASSERT_TRUE(host_.waitForConnected(++connects_));
+    ASSERT_TRUE(host_.waitFor("connected", ++connects_));
   }
 
   // The fund account arrives in a vendor push the host is not told of, so
@@ -252,51 +213,46 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
   void open() {
     connect();
     ASSERT_EQ(session_->login().code, 0);
-    ASSERT_TRUE(host_.waitForLogins(connects_));
-    const int before = host_.funds();
+    ASSERT_TRUE(host_.waitFor("login", connects_));
     while (session_->reqQryTradingAccount(++requestId_).code == -3) std::this_thread::yield();
-    ASSERT_TRUE(host_.waitForFunds(before + 1));
+    ASSERT_TRUE(host_.waitFor("funds", ++funds_));
   }
 
-  void run(const Step& step) {
-    switch (step.op) {
-      case Op::kConnect:
-        return connect();
-      case Op::kOpen:
-        return open();
-      case Op::kBuy: {
-        AccountOrderNewRequest order;
-        order.codeId.exchange = 3;  // SHFE
-        order.codeId.code = "rb2410";
-        order.clientId = ClientId{kPrefix, step.serial};
-        order.quantity = step.lots;
-        order.price = step.price;
-        order.priceType = 1;  // limit
-        order.direction = 1;
-        order.offsetFlag = 1;
-        (void)session_->sendOrder(++requestId_, order);
-        return;
-      }
-      case Op::kCancel: {
-        AccountOrderCancelRequest cancel;
-        cancel.codeId.exchange = 3;
-        cancel.codeId.code = "rb2410";
-        cancel.clientId = ClientId{kPrefix, step.serial};
-        ASSERT_TRUE(host_.exchangeIdOf(step.seenAs, cancel.exchangeOrderId)) << step.seenAs;
-        ASSERT_EQ(session_->cancelOrder(++requestId_, cancel).code, 0);
-        return;
-      }
-      case Op::kAwait:
-        ASSERT_TRUE(host_.waitForLines(static_cast<std::size_t>(step.lots)));
-        return;
-      case Op::kReconnect: {
-        ITradeSession* old = session_;
-        session_ = nullptr;
-        ASSERT_EQ(old->release().code, 0);
-        open();
-        ASSERT_EQ(session_->reqQryOrder(++requestId_).code, 0);
-        return;
-      }
+  void run(const std::string& step) {
+    std::istringstream words(step);
+    std::string op, serial, seenAs;
+    double price = 0;
+    int lots = 1;
+    words >> op >> serial;
+    if (op == "connect") return connect();
+    if (op == "open") return open();
+    if (op == "buy") {
+      words >> price >> lots;
+      AccountOrderNewRequest order;
+      order.codeId.exchange = 3;  // SHFE
+      order.codeId.code = "rb2410";
+      order.clientId = ClientId{kPrefix, serial};
+      order.quantity = lots;
+      order.price = price;
+      order.priceType = 1;  // limit
+      order.direction = 1;
+      order.offsetFlag = 1;
+      (void)session_->sendOrder(++requestId_, order);
+    } else if (op == "cancel") {
+      words >> seenAs;
+      AccountOrderCancelRequest cancel;
+      cancel.codeId.exchange = 3;
+      cancel.codeId.code = "rb2410";
+      cancel.clientId = ClientId{kPrefix, serial};
+      ASSERT_TRUE(host_.exchangeIdOf(seenAs, cancel.exchangeOrderId)) << seenAs;
+      ASSERT_EQ(session_->cancelOrder(++requestId_, cancel).code, 0);
+    } else {
+      ASSERT_EQ(op, "reconnect");
+      ITradeSession* old = session_;
+      session_ = nullptr;
+      ASSERT_EQ(old->release().code, 0);
+      open();
+      ASSERT_EQ(session_->reqQryOrder(++requestId_).code, 0);
     }
   }
 
@@ -304,21 +260,20 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
   ChaosHost host_;
   ITradeSession* session_ = nullptr;
   std::string address_, configPath_;
-  int connects_ = 0, requestId_ = 0;
+  int connects_ = 0, funds_ = 0, requestId_ = 0;  // sent or awaited so far
 };
 
 TEST_P(Chaos, TheHostSeesWhatTheCounterDid) {
   const Case& c = kCases[std::get<0>(GetParam())];
-  for (const Step& step : c.steps) {
-    run(step);
-    if (HasFatalFailure()) return;
-  }
-  ASSERT_TRUE(host_.waitForLines(c.seen.size())) << ::testing::PrintToString(host_.lines());
+  std::istringstream script(c.script);
+  for (std::string step; std::getline(script, step, ';') && !HasFatalFailure();) run(step);
+  if (HasFatalFailure()) return;
+  ASSERT_TRUE(host_.waitFor("line", static_cast<int>(c.seen.size())))
+      << ::testing::PrintToString(host_.lines());
   // A last query's answer comes behind everything still queued before it
   // (it is refused at once when no fund account is known).
-  const int funds = host_.funds();
   if (session_->reqQryTradingAccount(++requestId_).code == 0) {
-    ASSERT_TRUE(host_.waitForFunds(funds + 1));
+    ASSERT_TRUE(host_.waitFor("funds", ++funds_));
   }
   EXPECT_EQ(host_.lines(), c.seen);
 }
