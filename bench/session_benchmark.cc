@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bench/bench_fixtures.h"
+#include "bench/bench_session.h"
 #include "plugin/plugin_entry.h"
 #include "session/trade_session_xt.h"
 
@@ -73,18 +74,20 @@ BENCHMARK(BM_ReleaseConnected)->UseManualTime()->Unit(benchmark::kMillisecond)->
 
 // --- End to end through the simulated counter -----------------------------------
 
-// Points the simulated counter at bench/bench_xt_config (before connect).
-void useBenchCounterConfig() {
+}  // namespace
+
+// Points the simulated counter at `path` (before connect).
+void useCounterConfig(const std::string& path) {
 #if defined(_WIN32)
-  _putenv_s("XT_SIM_CONFIG", KS_BENCH_SIM_CONFIG);
+  _putenv_s("XT_SIM_CONFIG", path.c_str());
 #else
-  setenv("XT_SIM_CONFIG", KS_BENCH_SIM_CONFIG, 1);
+  setenv("XT_SIM_CONFIG", path.c_str(), 1);
 #endif
 }
 
-// A session logged in at the simulated counter, with its fund account known.
-TradeSessionXT* loggedInSession(NullHost& host, benchmark::State& state) {
-  useBenchCounterConfig();
+TradeSessionXT* loggedInSession(NullHost& host, benchmark::State& state,
+                                const std::string& counterConfig) {
+  useCounterConfig(counterConfig);
   loadBaseInformation();
   SessionConfig config = benchConfig();
   config.userName = "bench";
@@ -116,6 +119,8 @@ TradeSessionXT* loggedInSession(NullHost& host, benchmark::State& state) {
   }
   return session;
 }
+
+namespace {
 
 // Orders from sendOrder to the host's fill event (onFill, the last callback of
 // a filled order): each iteration sends range(0) marketable orders and waits

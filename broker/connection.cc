@@ -1,6 +1,7 @@
 #include "broker/connection.h"
 
 #include <algorithm>
+#include <map>
 
 #include "broker/sim_config.h"
 
@@ -14,6 +15,38 @@ thread_local std::vector<const Connection*> tlsDelivering;
 
 const char kConfigError[] = "配置文件错误: ";
 const char kUnreachable[] = "无法连接到柜台 ";
+const char kDropped[] = "与柜台的连接已断开";
+
+// The days that dropped connections left behind, by address, for the next
+// connection to the same address. Thread-safe; a leaf lock (taken under a
+// connection's mutex, never the other way round).
+class ParkedDays {
+ public:
+  void park(const std::string& address, Counter counter) KS_EXCLUDES(mu_) {
+    kestrel::MutexLock lock(mu_);
+    days_.insert_or_assign(address, std::move(counter));
+  }
+  // Moves the day parked for `address` into `counter`; false if there is none.
+  bool resume(const std::string& address, Counter& counter) KS_EXCLUDES(mu_) {
+    kestrel::MutexLock lock(mu_);
+    const auto it = days_.find(address);
+    if (it == days_.end()) return false;
+    counter = std::move(it->second);
+    days_.erase(it);
+    return true;
+  }
+
+ private:
+  kestrel::Mutex mu_;
+  std::map<std::string, Counter> days_ KS_GUARDED_BY(mu_);
+};
+
+// Never destroyed: a detached callback thread may still drop its connection
+// while the process exits.
+ParkedDays& parkedDays() {
+  static ParkedDays* days = new ParkedDays;
+  return *days;
+}
 
 }  // namespace
 
@@ -34,6 +67,7 @@ void Connection::init(const char* configPath) {
   // File access happens before the lock is taken.
   ConfigResult loaded = loadConfig(configPathFor(configPath));
   Outbox out;
+  std::vector<Answer> answers;
   {
     kestrel::MutexLock lock(mu_);
     if (stopped_) return;
@@ -42,6 +76,9 @@ void Connection::init(const char* configPath) {
     synchronous_ = behaviour.synchronous;
     latencyMs_ = behaviour.replyLatencyMs;
     walkMs_ = 0;
+    chaos_ = ChaosPlan();
+    dropAt_ = Clock::time_point::max();
+    late_.clear();
     if (!loaded.ok) {
       counter_ = Counter::offline();
       out.connected(false, kConfigError + loaded.error);
@@ -49,45 +86,106 @@ void Connection::init(const char* configPath) {
       counter_ = Counter::offline();
       out.connected(false, kUnreachable + address_);
     } else {
+      const Clock::time_point now = Clock::now();
       walkMs_ = behaviour.priceWalkMs;
-      nextWalk_ = Clock::now() + std::chrono::milliseconds(walkMs_);
-      counter_ = Counter(std::move(loaded.config), clock_);
+      nextWalk_ = now + std::chrono::milliseconds(walkMs_);
+      chaos_ = ChaosPlan(loaded.config.chaos);
+      if (chaos_.chaos().dropAfterMs > 0) {
+        dropAt_ = now + std::chrono::milliseconds(chaos_.chaos().dropAfterMs);
+      }
+      if (!parkedDays().resume(address_, counter_)) {
+        counter_ = Counter(std::move(loaded.config), clock_);
+      }
       out.connected(true, std::string());
     }
     changed_.notify_all();
-    if (!synchronous_) return enqueue(out.take());
+    answers = out.take();
+    if (!synchronous_) {
+      enqueue(std::move(answers));
+      return;
+    }
   }
-  for (const Event& event : out.take()) deliver(event);
+  deliver(answers);
 }
 
-void Connection::enqueue(std::vector<Event> events) {
-  const Clock::time_point due = Clock::now() + std::chrono::milliseconds(latencyMs_);
-  for (Event& event : events) queue_.push_back(Pending{std::move(event), due});
+void Connection::send(std::vector<Answer>& answers) {
+  std::vector<Answer> late;
+  if (!chaos_.arrange(answers, late)) return drop(answers, false);
+  if (late.empty()) return;
+  const Clock::time_point due = Clock::now() + std::chrono::milliseconds(chaos_.chaos().delayMs);
+  for (Answer& answer : late) late_.push_back(Pending{std::move(answer.call), due});
   changed_.notify_all();
+}
+
+void Connection::drop(std::vector<Answer>& answers, bool loseQueued) {
+  if (loseQueued) queue_.clear();
+  late_.clear();
+  if (chaos_.chaos().keepDayAfterDrop) {
+    counter_.endConnection();
+    parkedDays().park(address_, std::move(counter_));
+  }
+  counter_ = Counter::offline();
+  chaos_ = ChaosPlan();
+  dropAt_ = Clock::time_point::max();
+  walkMs_ = 0;
+  Outbox out;
+  out.connected(false, kDropped);
+  for (Answer& answer : out.take()) answers.push_back(std::move(answer));
+}
+
+bool Connection::enqueue(std::vector<Answer> answers) {
+  if (answers.empty()) return false;
+  // The callback thread only sleeps on an empty queue or until the front's
+  // due time, which later answers never precede: only the first one wakes it.
+  const bool wake = queue_.empty();
+  const Clock::time_point due = Clock::now() + std::chrono::milliseconds(latencyMs_);
+  for (Answer& answer : answers) queue_.push_back(Pending{std::move(answer.call), due});
+  return wake;
+}
+
+void Connection::sleep(Clock::time_point until) {
+  std::unique_lock<std::mutex> lock(mu_.native(), std::adopt_lock);
+  if (until == Clock::time_point::max()) {
+    changed_.wait(lock);
+  } else {
+    changed_.wait_until(lock, until);
+  }
+  lock.release();  // still held, by the caller's scope
 }
 
 int Connection::callbacksOnThisThread() const {
   return static_cast<int>(std::count(tlsDelivering.begin(), tlsDelivering.end(), this));
 }
 
-void Connection::deliver(const Event& event) {
+template <class Each>
+void Connection::deliverEach(std::size_t count, Each&& each) {
   XtTraderApiCallback* callback = nullptr;
   {
     kestrel::MutexLock lock(mu_);
     if (stopped_ || callback_ == nullptr) return;
     callback = callback_;
-    ++inFlight_;
+    ++inFlight_;  // once for the batch: shutdown() waits for the callback under way
   }
   tlsDelivering.push_back(this);
-  try {
-    event(*callback);
-  } catch (...) {
-    // The receiver's exception ends at the library's boundary.
+  for (std::size_t i = 0; i < count && !stopped_.load(std::memory_order_acquire); ++i) {
+    try {
+      each(i)(*callback);
+    } catch (...) {
+      // The receiver's exception ends at the library's boundary.
+    }
   }
   tlsDelivering.pop_back();
   kestrel::MutexLock lock(mu_);
   --inFlight_;
-  changed_.notify_all();
+  if (stopped_) changed_.notify_all();
+}
+
+void Connection::deliver(const std::vector<Answer>& answers) {
+  deliverEach(answers.size(), [&](std::size_t i) -> const Event& { return answers[i].call; });
+}
+
+void Connection::deliver(std::deque<Pending>& batch) {
+  deliverEach(batch.size(), [&](std::size_t i) -> const Event& { return batch[i].event; });
 }
 
 void Connection::shutdown() {
@@ -95,38 +193,53 @@ void Connection::shutdown() {
   kestrel::MutexLock lock(mu_);
   stopped_ = true;
   queue_.clear();
+  late_.clear();
   changed_.notify_all();
-  while (inFlight_ > own) changed_.wait(mu_);
+  while (inFlight_ > own) sleep(Clock::time_point::max());
 }
 
 void Connection::run() {
+  std::deque<Pending> batch;
   mu_.lock();
   while (!stopped_) {
     const Clock::time_point now = Clock::now();
-    if (!queue_.empty() && queue_.front().due <= now) {
-      const Event event = std::move(queue_.front().event);
+    if (now >= dropAt_) {
+      std::vector<Answer> answers;
+      drop(answers, true);
+      enqueue(std::move(answers));
+      continue;
+    }
+    // Everything due goes in one batch, delivered without the lock.
+    if (!late_.empty() && late_.front().due <= now) {
+      batch.push_back(std::move(late_.front()));
+      late_.erase(late_.begin());
+    }
+    while (!queue_.empty() && queue_.front().due <= now) {
+      batch.push_back(std::move(queue_.front()));
       queue_.pop_front();
+    }
+    if (!batch.empty()) {
       mu_.unlock();
-      deliver(event);
+      deliver(batch);
+      batch.clear();
       mu_.lock();
       continue;
     }
     if (walkMs_ > 0 && now >= nextWalk_) {
       Outbox out;
       counter_.walkStep(out);
-      enqueue(out.take());
+      std::vector<Answer> answers = out.take();
+      send(answers);
+      enqueue(std::move(answers));
       nextWalk_ += std::chrono::milliseconds(walkMs_);
       if (nextWalk_ <= now) nextWalk_ = now + std::chrono::milliseconds(walkMs_);
       continue;
     }
-    Clock::time_point wake = Clock::time_point::max();
-    if (!queue_.empty()) wake = queue_.front().due;
+    Clock::time_point wake = dropAt_;
+    if (!queue_.empty()) wake = std::min(wake, queue_.front().due);
+    if (!late_.empty()) wake = std::min(wake, late_.front().due);
     if (walkMs_ > 0) wake = std::min(wake, nextWalk_);
-    if (wake == Clock::time_point::max()) {
-      changed_.wait(mu_);
-    } else {
-      changed_.wait_until(mu_, wake);
-    }
+    sleep(wake);
   }
   mu_.unlock();
 }

@@ -16,6 +16,16 @@
 //    further callback starts, and every callback in flight on other threads
 //    has finished.
 //
+// Chaos (broker/chaos.h, the [chaos] section): each batch of answers passes
+// through the connection's ChaosPlan before it is delivered. Replies it
+// delays wait in their own list, so that the answers behind them go ahead.
+// When the connection drops (after drop_after_ms, or when the answer budget
+// runs out) the receiver gets onConnected(false, text), every answer still
+// on its way is lost, and the connection answers every later request "not
+// connected". With after_drop = day its Counter, its users logged out, waits
+// for the next connection to the same address in this process, which
+// resumes the day instead of starting a fresh one.
+//
 // No lock is held while a callback runs. A callback that throws is stopped at
 // this boundary and its exception dropped. Owned by shared pointer by the API
 // object and the callback thread, so deleting the API object from inside one
@@ -23,6 +33,7 @@
 #ifndef KESTREL_BROKER_CONNECTION_H_
 #define KESTREL_BROKER_CONNECTION_H_
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -30,6 +41,7 @@
 #include <utility>
 #include <vector>
 
+#include "broker/chaos.h"
 #include "broker/counter.h"
 #include "broker/outbox.h"
 #include "plugin/mutex.h"
@@ -57,16 +69,23 @@ class Connection {
   // wrote. Does nothing after shutdown().
   template <class Operation>
   void request(Operation&& operation) KS_EXCLUDES(mu_) {
-    std::vector<Event> events;
+    std::vector<Answer> answers;
+    bool wake = false;
     {
       kestrel::MutexLock lock(mu_);
       if (stopped_) return;
       Outbox out;
       operation(counter_, out);
-      events = out.take();
-      if (!synchronous_) return enqueue(std::move(events));
+      answers = out.take();
+      send(answers);
+      if (!synchronous_) {
+        wake = enqueue(std::move(answers));
+        answers.clear();
+      }
     }
-    for (const Event& event : events) deliver(event);
+    // Woken after the lock is let go, the callback thread finds it free.
+    if (wake) changed_.notify_one();
+    deliver(answers);
   }
 
  private:
@@ -76,16 +95,27 @@ class Connection {
     Clock::time_point due;
   };
 
-  void enqueue(std::vector<Event> events) KS_REQUIRES(mu_);
-  // Runs one callback on this thread unless delivery has stopped.
-  void deliver(const Event& event) KS_EXCLUDES(mu_);
+  // Passes a batch through the chaos; what is left is to be delivered now.
+  void send(std::vector<Answer>& answers) KS_REQUIRES(mu_);
+  // Ends the connection as a dropped one and appends the disconnection to
+  // `answers`; `loseQueued`: the answers still queued are lost with it.
+  void drop(std::vector<Answer>& answers, bool loseQueued) KS_REQUIRES(mu_);
+  // Queues answers for the callback thread; true when it must be woken.
+  bool enqueue(std::vector<Answer> answers) KS_REQUIRES(mu_);
+  // Sleeps on changed_ until notified or `until` (max: no time limit).
+  void sleep(Clock::time_point until) KS_REQUIRES(mu_);
+  // Runs the callbacks on this thread, in order, while delivery has not stopped.
+  void deliver(const std::vector<Answer>& answers) KS_EXCLUDES(mu_);
+  void deliver(std::deque<Pending>& batch) KS_EXCLUDES(mu_);
+  template <class Each>
+  void deliverEach(std::size_t count, Each&& each) KS_EXCLUDES(mu_);
   int callbacksOnThisThread() const;
 
   // Constant after construction.
   const std::string address_;
 
   kestrel::Mutex mu_;
-  std::condition_variable_any changed_;  // queue, flags, in-flight count
+  std::condition_variable changed_;  // queue, flags, in-flight count; waits on mu_
   // Guarded by mu_.
   XtTraderApiCallback* callback_ KS_GUARDED_BY(mu_) = nullptr;
   Counter counter_ KS_GUARDED_BY(mu_);
@@ -95,7 +125,11 @@ class Connection {
   int walkMs_ KS_GUARDED_BY(mu_) = 0;
   Clock::time_point nextWalk_ KS_GUARDED_BY(mu_);
   std::deque<Pending> queue_ KS_GUARDED_BY(mu_);
-  bool stopped_ KS_GUARDED_BY(mu_) = false;
+  std::vector<Pending> late_ KS_GUARDED_BY(mu_);  // delayed replies, by due time
+  ChaosPlan chaos_ KS_GUARDED_BY(mu_);
+  Clock::time_point dropAt_ KS_GUARDED_BY(mu_) = Clock::time_point::max();
+  // Written under mu_; read without it between two callbacks of a batch.
+  std::atomic<bool> stopped_{false};
   int inFlight_ KS_GUARDED_BY(mu_) = 0;  // callbacks running now, on any thread
 };
 

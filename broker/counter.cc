@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "broker/chaos.h"
 #include "plugin/platform.h"
 
 namespace xti {
@@ -44,6 +45,7 @@ const char kUnknownOrder[] = "委托不存在";
 const char kCancelFilled[] = "委托已全部成交，不能撤单";
 const char kCancelCancelled[] = "委托已撤单，不能重复撤单";
 const char kCancelRejected[] = "委托已被拒绝，不能撤单";
+const char kBusy[] = "柜台繁忙，请稍后重试";
 
 Outcome failure(int errorId, const char* text) { return Outcome{errorId, text}; }
 
@@ -71,14 +73,6 @@ VendorOrderError orderError(const std::string& account, const Outcome& outcome, 
   return error;
 }
 
-// Deterministic on every platform (the standard distributions are not).
-uint64_t splitmix64(uint64_t& state) {
-  uint64_t z = (state += 0x9E3779B97F4A7C15ull);
-  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-  z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-  return z ^ (z >> 31);
-}
-
 }  // namespace
 
 Counter::Counter() = default;
@@ -90,6 +84,7 @@ Counter::Counter(Config config, Clock clock)
   if (!clock_) clock_ = stampNow;
   tradingDay_ = config_.behaviour.tradingDay.empty() ? clock_().date : config_.behaviour.tradingDay;
   walkState_ = config_.behaviour.priceWalkSeed;
+  rejectState_ = config_.chaos.seed ^ 0x5EEDu;
   for (const InstrumentConfig& i : config_.instruments) {
     instruments_[i.code] = Instrument{i, i.price};
   }
@@ -262,6 +257,9 @@ void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& o
       outcome = checkClosable(order);
     }
   }
+  if (outcome.errorId == 0 && drawShare(rejectState_, config_.chaos.rejectOrders)) {
+    outcome = randomRefusal(order.opening());
+  }
   if (outcome.errorId != 0) {
     out.orderReply(requestId, 0, std::string(), outcome);
     if (config_.behaviour.errorPush) {
@@ -277,6 +275,18 @@ void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& o
   orders_.push_back(order);
   out.orderReply(requestId, order.id, std::string(), Outcome::success());
   sendToExchange(orders_.back(), out);
+}
+
+// A refusal a real counter might give any valid order: short of funds (or of
+// position, for a closing order), or too busy.
+Outcome Counter::randomRefusal(bool opening) {
+  if (nextRandom(rejectState_) % 2 == 0) return failure(kErrBusy, kBusy);
+  return opening ? failure(kErrFunds, kNoFunds) : failure(kErrPosition, kNoPosition);
+}
+
+void Counter::endConnection() {
+  loggedInUsers_.clear();
+  loggedIn_.clear();
 }
 
 void Counter::sendToExchange(Order& order, Outbox& out) {
@@ -457,7 +467,7 @@ void Counter::walkStep(Outbox& out) {
   for (auto& entry : instruments_) {
     Instrument& inst = entry.second;
     const double tick = inst.config.tick;
-    const int64_t move = static_cast<int64_t>(splitmix64(walkState_) % (2 * ticks + 1)) - ticks;
+    const int64_t move = static_cast<int64_t>(nextRandom(walkState_) % (2 * ticks + 1)) - ticks;
     const double band = inst.config.price * inst.config.bandPercent / 100;
     double price = std::round((inst.reference + move * tick) / tick) * tick;
     price = std::min(price, inst.config.price + band);

@@ -7,7 +7,9 @@
 // (replies and pushes, in order) into an Outbox.
 //
 // A connection starts with a fresh Counter built from the configuration at
-// init(): two connections of one process never share funds, orders or ids.
+// init(): two connections of one process never share funds, orders or ids,
+// except that a connection the chaos dropped may leave its Counter to the
+// next connection to the same address (broker/connection.h).
 // Vendor order ids count from 1, exchange order ids are 12-digit texts
 // counting from 000000000001, deal references "T" and 8 digits.
 //
@@ -45,6 +47,7 @@ enum ErrorId : int {
   kErrFunds = 2002,
   kErrPosition = 2003,
   kErrExchange = 2004,
+  kErrBusy = 2005,
   kErrCancel = 3001,
 };
 
@@ -74,6 +77,10 @@ class Counter {
   void queryPositionDetail(const std::string& account, int requestId, Outbox& out) const;
   void queryOrderDetail(const std::string& account, int requestId, Outbox& out) const;
   void queryDealDetail(const std::string& account, int requestId, Outbox& out) const;
+
+  // The connection that held this counter is gone: its users are logged out.
+  // The day (funds, positions, orders, deals, ids) stays for a later one.
+  void endConnection();
 
   // One step of the price walk: every reference price moves by a few ticks
   // (within the price band), then resting orders the new prices cross fill.
@@ -146,6 +153,7 @@ class Counter {
   Outcome checkOrder(const COrdinaryOrder& order, const std::string& account,
                      const Instrument*& instrument) const;
   Outcome checkClosable(const Order& order);
+  Outcome randomRefusal(bool opening);
   void freezeClose(Order& order);
   void releaseFrozen(Order& order);
   // The exchange's part: band check, acceptance, and the first match.
@@ -181,6 +189,7 @@ class Counter {
   std::vector<int> resting_;   // ids of live orders, in id order
   std::vector<VendorDeal> deals_;
   uint64_t walkState_ = 0;
+  uint64_t rejectState_ = 0;  // the chaos's random refusals
   int nextExchangeOrderId_ = 1;
   int nextDealId_ = 1;
 };

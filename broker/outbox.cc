@@ -33,37 +33,37 @@ void Outbox::accountStatus(const std::string& account, int accountType, int stat
 
 void Outbox::orderReply(int requestId, int orderId, const std::string& remark,
                         const Outcome& outcome) {
-  add([=](XtTraderApiCallback& cb) {
+  reply(outcome, [=](XtTraderApiCallback& cb) {
     cb.onOrderReply(requestId, orderId, remark.c_str(), toError(outcome));
   });
 }
 
 void Outbox::cancelReply(int requestId, const Outcome& outcome) {
-  add([=](XtTraderApiCallback& cb) { cb.onCancelReply(requestId, toError(outcome)); });
+  reply(outcome, [=](XtTraderApiCallback& cb) { cb.onCancelReply(requestId, toError(outcome)); });
 }
 
 void Outbox::cancelReply2(int requestId, const Outcome& outcome) {
-  add([=](XtTraderApiCallback& cb) { cb.onCancelReply2(requestId, toError(outcome)); });
+  reply(outcome, [=](XtTraderApiCallback& cb) { cb.onCancelReply2(requestId, toError(outcome)); });
 }
 
 void Outbox::orderPush(const VendorOrder& order) {
-  add([order](XtTraderApiCallback& cb) { cb.onOrderPush(&order); });
+  add([order](XtTraderApiCallback& cb) { cb.onOrderPush(&order); }, AnswerKind::kPush);
 }
 
 void Outbox::dealPush(const VendorDeal& deal) {
-  add([deal](XtTraderApiCallback& cb) { cb.onDealPush(&deal); });
+  add([deal](XtTraderApiCallback& cb) { cb.onDealPush(&deal); }, AnswerKind::kPush);
 }
 
 void Outbox::orderErrorPush(const VendorOrderError& error) {
-  add([error](XtTraderApiCallback& cb) { cb.onOrderErrorPush(&error); });
+  add([error](XtTraderApiCallback& cb) { cb.onOrderErrorPush(&error); }, AnswerKind::kErrorPush);
 }
 
 void Outbox::cancelErrorPush(const VendorOrderError& error) {
-  add([error](XtTraderApiCallback& cb) { cb.onCancelErrorPush(&error); });
+  add([error](XtTraderApiCallback& cb) { cb.onCancelErrorPush(&error); }, AnswerKind::kErrorPush);
 }
 
-std::vector<Event> Outbox::take() {
-  std::vector<Event> events;
+std::vector<Answer> Outbox::take() {
+  std::vector<Answer> events;
   events.swap(events_);
   return events;
 }

@@ -20,6 +20,21 @@ namespace sim {
 
 using Event = std::function<void(XtTraderApiCallback&)>;
 
+// What an answer is, as far as the counter's chaos (broker/chaos.h) needs to
+// know to hold it back, duplicate or drop it.
+enum class AnswerKind {
+  kOther,        // connection, login, logout, account status, query answers
+  kReply,        // onOrderReply, onCancelReply(2) accepting the request
+  kFailedReply,  // the same, refusing it
+  kPush,         // onOrderPush, onDealPush
+  kErrorPush,    // onOrderErrorPush, onCancelErrorPush
+};
+
+struct Answer {
+  Event call;
+  AnswerKind kind = AnswerKind::kOther;
+};
+
 // A reply's outcome: error id 0 is success (sent without a text).
 struct Outcome {
   int errorId = 0;
@@ -77,14 +92,19 @@ class Outbox {
 
   bool empty() const { return events_.empty(); }
   std::size_t size() const { return events_.size(); }
-  std::vector<Event> take();
+  std::vector<Answer> take();
 
   static XtError toError(const Outcome& outcome);
 
  private:
-  void add(Event event) { events_.push_back(std::move(event)); }
+  void add(Event event, AnswerKind kind = AnswerKind::kOther) {
+    events_.push_back(Answer{std::move(event), kind});
+  }
+  void reply(const Outcome& outcome, Event event) {
+    add(std::move(event), outcome.errorId == 0 ? AnswerKind::kReply : AnswerKind::kFailedReply);
+  }
 
-  std::vector<Event> events_;
+  std::vector<Answer> events_;
 };
 
 }  // namespace sim

@@ -165,7 +165,7 @@ class Parser {
   }
 
  private:
-  enum class Section { kNone, kBehaviour, kUser, kAccount, kInstrument };
+  enum class Section { kNone, kBehaviour, kChaos, kUser, kAccount, kInstrument };
 
   void fail(int line, const std::string& what) {
     if (error_.empty()) error_ = fileName_ + ":" + std::to_string(line) + ": " + what;
@@ -198,6 +198,8 @@ class Parser {
         return "\"" + key + "\" outside a section";
       case Section::kBehaviour:
         return behaviourKey(key, value);
+      case Section::kChaos:
+        return chaosKey(key, value);
       case Section::kUser:
         return userKey(key, value);
       case Section::kAccount:
@@ -221,8 +223,15 @@ class Parser {
       section_ = Section::kBehaviour;
       return std::string();
     }
+    if (kind == "chaos") {
+      if (words.size() != 1) return "[chaos] takes no name";
+      if (sawChaos_) return "[chaos] given twice";
+      sawChaos_ = true;
+      section_ = Section::kChaos;
+      return std::string();
+    }
     if (kind != "user" && kind != "account" && kind != "instrument") {
-      return "unknown section [" + kind + "] (behaviour, user, account, instrument)";
+      return "unknown section [" + kind + "] (behaviour, chaos, user, account, instrument)";
     }
     if (words.size() != 2) return "expected [" + kind + " NAME]";
     const std::string& name = words[1];
@@ -313,6 +322,55 @@ class Parser {
       return std::string();
     }
     return "unknown key \"" + key + "\" in [behaviour]";
+  }
+
+  std::string chaosKey(const std::string& key, const std::string& value) {
+    Chaos& c = config_.chaos;
+    long long number = 0;
+    static const struct {
+      const char* key;
+      long long most;
+      int Chaos::*field;
+    } kCounts[] = {
+        {"drop_after_ms", 86400000, &Chaos::dropAfterMs},
+        {"drop_after_events", 1000000000, &Chaos::dropAfterEvents},
+        {"delay_ms", 60000, &Chaos::delayMs},
+    };
+    for (const auto& k : kCounts) {
+      if (key != k.key) continue;
+      if (!parseInt(value, 0, k.most, number)) {
+        return key + " must be a whole number 0-" + std::to_string(k.most);
+      }
+      c.*k.field = static_cast<int>(number);
+      return std::string();
+    }
+    static const struct {
+      const char* key;
+      double Chaos::*field;
+    } kShares[] = {
+        {"pushes_before_reply", &Chaos::pushesBeforeReply},
+        {"duplicate_pushes", &Chaos::duplicatePushes},
+        {"error_push_without_reply", &Chaos::errorPushWithoutReply},
+        {"reorder_replies", &Chaos::reorderReplies},
+        {"delay_replies", &Chaos::delayReplies},
+        {"reject_orders", &Chaos::rejectOrders},
+    };
+    for (const auto& k : kShares) {
+      if (key != k.key) continue;
+      if (!parseDouble(value, 0, 1, c.*k.field)) return key + " must be a share 0-1";
+      return std::string();
+    }
+    if (key == "seed") {
+      if (!parseInt(value, 0, INT64_MAX, number)) return "seed must be a whole number";
+      c.seed = static_cast<uint64_t>(number);
+      return std::string();
+    }
+    if (key == "after_drop") {
+      if (value != "day" && value != "fresh") return "after_drop must be day or fresh";
+      c.keepDayAfterDrop = value == "day";
+      return std::string();
+    }
+    return "unknown key \"" + key + "\" in [chaos]";
   }
 
   std::string userKey(const std::string& key, const std::string& value) {
@@ -438,6 +496,7 @@ class Parser {
   Section section_ = Section::kNone;
   int lineNumber_ = 0;
   bool sawBehaviour_ = false;
+  bool sawChaos_ = false;
   std::set<std::string> sectionNames_;
   std::set<std::string> seenKeys_;
   std::vector<int> userLines_;

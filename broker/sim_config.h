@@ -3,7 +3,7 @@
 //
 // The format is documented at the top of config/xt_config (the sample file
 // that the build copies beside the programs). In short: '#' or ';' starts a
-// comment, "[behaviour]", "[user NAME]", "[account ID]" and
+// comment, "[behaviour]", "[chaos]", "[user NAME]", "[account ID]" and
 // "[instrument CODE]" open sections, and "key = value" lines fill them. A
 // file describes the whole counter: nothing of the embedded defaults is
 // merged into it, except behaviour keys the file leaves out.
@@ -34,6 +34,28 @@ struct Behaviour {
   bool errorPush = true;           // validation failures also as error pushes
   double commissionRate = 0.0001;  // of the traded amount
   std::string tradingDay;          // YYYYMMDD; empty: today at UTC+8
+};
+
+// The counter's deliberate misbehaviour, all off by default. Shares are
+// probabilities 0-1 drawn per order or per answer from one generator seeded
+// with `seed`: the same requests in the same order misbehave the same way.
+struct Chaos {
+  uint64_t seed = 1;
+  int dropAfterMs = 0;               // the connection drops N ms after init; 0: never
+  int dropAfterEvents = 0;           // ... after N answers and pushes; 0: never
+  bool keepDayAfterDrop = true;      // a later connection to the address resumes the day
+  double pushesBeforeReply = 0;      // an accepted order's pushes overtake its reply
+  double duplicatePushes = 0;        // an order or deal push comes twice
+  double errorPushWithoutReply = 0;  // a refusal comes only as the error push
+  double reorderReplies = 0;         // a reply waits for the next request's answers
+  double delayReplies = 0;           // a reply comes delayMs late, on the callback thread
+  int delayMs = 200;
+  double rejectOrders = 0;  // a valid order is refused with a counter's text
+
+  bool any() const {
+    return dropAfterMs > 0 || dropAfterEvents > 0 || pushesBeforeReply > 0 || duplicatePushes > 0 ||
+           errorPushWithoutReply > 0 || reorderReplies > 0 || delayReplies > 0 || rejectOrders > 0;
+  }
 };
 
 struct UserConfig {
@@ -70,6 +92,7 @@ struct InstrumentConfig {
 
 struct Config {
   Behaviour behaviour;
+  Chaos chaos;
   std::vector<UserConfig> users;
   std::vector<AccountConfig> accounts;
   std::vector<InstrumentConfig> instruments;

@@ -60,6 +60,36 @@ def size_label(size):
     return str(size)
 
 
+def frame(title, context, y_ticks, y_of):
+    """The SVG's opening, title, context line and horizontal grid with its labels."""
+    out = [
+        f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{HEIGHT}" '
+        f'viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" font-size="12">',
+        f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
+        f'<text x="{LEFT}" y="22" font-size="15" font-weight="bold">{escape(title)}</text>',
+        f'<text x="{LEFT}" y="38" fill="#555">{escape(context)}</text>',
+    ]
+    for ns in y_ticks:
+        y = y_of(ns)
+        out.append(f'<line x1="{LEFT}" y1="{y:.1f}" x2="{WIDTH - RIGHT}" y2="{y:.1f}" '
+                   'stroke="#e5e5e5"/>')
+        out.append(f'<text x="{LEFT - 8}" y="{y + 4:.1f}" text-anchor="end">{ns:g}</text>')
+    return out
+
+
+def axes(x_label, y_label):
+    """The plot's box and the two axis titles."""
+    plot_w, plot_h = WIDTH - LEFT - RIGHT, HEIGHT - TOP - BOTTOM
+    return [
+        f'<rect x="{LEFT}" y="{TOP}" width="{plot_w}" height="{plot_h}" fill="none" '
+        'stroke="#333"/>',
+        f'<text x="{LEFT + plot_w / 2:.1f}" y="{HEIGHT - 18}" text-anchor="middle">'
+        f'{escape(x_label)}</text>',
+        f'<text x="18" y="{TOP + plot_h / 2:.1f}" text-anchor="middle" '
+        f'transform="rotate(-90 18 {TOP + plot_h / 2:.1f})">{escape(y_label)}</text>',
+    ]
+
+
 def draw(lines, floor_ns, context):
     sizes = sorted({s for points in lines.values() for s, _ in points})
     if not sizes:
@@ -81,20 +111,7 @@ def draw(lines, floor_ns, context):
         return TOP + plot_h * (1 - (math.log10(ns) - math.log10(y_lo)) /
                                (math.log10(y_hi) - math.log10(y_lo)))
 
-    out = [
-        f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{HEIGHT}" '
-        f'viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" font-size="12">',
-        f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
-        f'<text x="{LEFT}" y="22" font-size="15" font-weight="bold">'
-        'Order push to host call: median CPU time per push</text>',
-        f'<text x="{LEFT}" y="38" fill="#555">{escape(context)}</text>',
-    ]
-    # Grid and axes.
-    for ns in y_ticks:
-        y = y_of(ns)
-        out.append(f'<line x1="{LEFT}" y1="{y:.1f}" x2="{LEFT + plot_w}" y2="{y:.1f}" '
-                   'stroke="#e5e5e5"/>')
-        out.append(f'<text x="{LEFT - 8}" y="{y + 4:.1f}" text-anchor="end">{ns:g}</text>')
+    out = frame("Order push to host call: median CPU time per push", context, y_ticks, y_of)
     decade = x_lo
     while decade <= x_hi:
         x = x_of(decade)
@@ -103,12 +120,7 @@ def draw(lines, floor_ns, context):
         out.append(f'<text x="{x:.1f}" y="{TOP + plot_h + 18}" text-anchor="middle">'
                    f'{size_label(decade)}</text>')
         decade *= 10
-    out.append(f'<rect x="{LEFT}" y="{TOP}" width="{plot_w}" height="{plot_h}" fill="none" '
-               'stroke="#333"/>')
-    out.append(f'<text x="{LEFT + plot_w / 2:.1f}" y="{HEIGHT - 18}" text-anchor="middle">'
-               'orders registered (logarithmic)</text>')
-    out.append(f'<text x="18" y="{TOP + plot_h / 2:.1f}" text-anchor="middle" '
-               f'transform="rotate(-90 18 {TOP + plot_h / 2:.1f})">ns per push (logarithmic)</text>')
+    out += axes("orders registered (logarithmic)", "ns per push (logarithmic)")
     # Guides: the goal and the floor.
     guides = [(GOAL_NS, "#888", f"goal {GOAL_NS} ns")]
     if floor_ns:

@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
 # Runs the benchmark suite once and turns its JSON output into the figures
-# table (printed) and the push-cost chart (docs/perf/push_cost.svg).
+# table and the latency distributions (printed), the push-cost chart
+# (docs/perf/push_cost.svg) and the push-under-load chart
+# (docs/perf/push_under_load.svg).
 #
 # Usage: scripts/bench_run.sh BUILD_DIR [extra benchmark flags...]
+# BENCH_ONLY=latency runs only the latency distributions (bench/
+# load_benchmark.cc, under a minute) and draws only their chart.
 # The build directory must hold a built ks_bench (configure with
 # -DKS_BUILD_BENCHMARKS=ON). Writes BUILD_DIR/bench.json and
 # BUILD_DIR/bench-console.txt.
@@ -19,7 +23,14 @@ min_time=${BENCH_MIN_TIME:-0.2}
 
 [ -x "$bench" ] || { echo "bench_run: $bench not built" >&2; exit 1; }
 
-echo "bench_run: $repetitions repetitions of every benchmark, medians (about 3 minutes)..." >&2
+filter=()
+if [ "${BENCH_ONLY:-}" = latency ]; then
+  filter=(--benchmark_filter='^BM_(PushUnderLoad|RoundTrip|WakeUp)')
+  json="$build/bench-latency.json"
+  console="$build/bench-latency-console.txt"
+fi
+
+echo "bench_run: $repetitions repetitions of every benchmark, medians (about 4 minutes)..." >&2
 # Random interleaving spreads each benchmark's repetitions over the whole run,
 # so that a burst of load from other programs spoils a few repetitions of
 # many benchmarks (which the medians absorb) rather than all of a few.
@@ -30,9 +41,13 @@ echo "bench_run: $repetitions repetitions of every benchmark, medians (about 3 m
   --benchmark_report_aggregates_only=true \
   --benchmark_out="$json" \
   --benchmark_out_format=json \
-  "$@" >"$console" 2>&1 || { cat "$console" >&2; exit 1; }
+  "${filter[@]}" "$@" >"$console" 2>&1 || { cat "$console" >&2; exit 1; }
 
-python3 "$root/scripts/bench_table.py" "$json"
 mkdir -p "$root/docs/perf"
-python3 "$root/scripts/bench_chart.py" "$json" "$root/docs/perf/push_cost.svg"
-echo "bench_run: raw results in $json, chart in docs/perf/push_cost.svg" >&2
+if [ -z "${BENCH_ONLY:-}" ]; then
+  python3 "$root/scripts/bench_table.py" "$json"
+  python3 "$root/scripts/bench_chart.py" "$json" "$root/docs/perf/push_cost.svg"
+  echo
+fi
+python3 "$root/scripts/bench_latency.py" "$json" "$root/docs/perf/push_under_load.svg"
+echo "bench_run: raw results in $json, charts in docs/perf/" >&2

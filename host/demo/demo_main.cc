@@ -2,7 +2,11 @@
 // time and trades through it against the counter behind the vendor library.
 //
 //   demo_host [--address A] [--user U] [--password P] [--instrument CODE.EXCHANGE]
-//             [--plugin PATH] [--timeout-ms N] [--interactive]
+//             [--plugin PATH] [--config FILE] [--timeout-ms N] [--interactive]
+//
+// --config FILE points the simulated counter at FILE instead of the
+// config/xt_config beside the program (the counter reads XT_SIM_CONFIG), for
+// instance config/xt_config.chaos to rehearse a misbehaving counter.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,8 +23,8 @@ namespace {
 void usage() {
   std::fprintf(stderr,
                "usage: demo_host [--address tcp://HOST:PORT] [--user NAME] [--password TEXT]\n"
-               "                 [--instrument CODE.EXCHANGE] [--plugin PATH] [--timeout-ms N]\n"
-               "                 [--interactive]\n");
+               "                 [--instrument CODE.EXCHANGE] [--plugin PATH] [--config FILE]\n"
+               "                 [--timeout-ms N] [--interactive]\n");
 }
 
 }  // namespace
@@ -28,6 +32,7 @@ void usage() {
 int main(int argc, char** argv) {
   demo::Settings settings;
   bool interactive = false;
+  std::string counterConfig;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     const bool hasValue = i + 1 < argc;
@@ -43,6 +48,8 @@ int main(int argc, char** argv) {
       settings.instrument = argv[++i];
     } else if (arg == "--plugin" && hasValue) {
       settings.plugin = argv[++i];
+    } else if (arg == "--config" && hasValue) {
+      counterConfig = argv[++i];
     } else if (arg == "--timeout-ms" && hasValue) {
       const long ms = std::strtol(argv[++i], nullptr, 10);
       if (ms <= 0) {
@@ -54,6 +61,17 @@ int main(int argc, char** argv) {
       usage();
       return 2;
     }
+  }
+
+  if (!counterConfig.empty()) {
+    // Read by the counter at connect; the environment is the one channel a
+    // host has to the vendor library's configuration besides the fixed path.
+#if defined(_WIN32)
+    _putenv_s("XT_SIM_CONFIG", counterConfig.c_str());
+#else
+    setenv("XT_SIM_CONFIG", counterConfig.c_str(), 1);
+#endif
+    std::printf("counter configuration: %s\n", counterConfig.c_str());
   }
 
   // The host's base information, filled before any session trades.
