@@ -94,6 +94,7 @@ else()
   set(CPACK_DEBIAN_FILE_NAME ${CPACK_PACKAGE_NAME}-${PROJECT_VERSION}-Linux.deb)
   set(CPACK_DEBIAN_PACKAGE_MAINTAINER "KSTraderAPIPluginXT maintainers")
   set(CPACK_DEBIAN_PACKAGE_SECTION devel)
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libstdc++6 (>= 12)")
+  # The newest symbol versions the binaries need: GLIBC_2.34, GLIBCXX_3.4.30.
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12)")
 endif()
 include(CPack)
