@@ -1,12 +1,22 @@
-# Front door of the build. `make demo` and `make test` install what is
-# missing (Debian packages, as root), configure, build and run.
+# Front door of the build. Every target installs what is missing (Debian
+# packages, as root) and configures through a preset of CMakePresets.json,
+# which holds the settings; CMAKE_FLAGS adds to a first configure only.
+#
+#   make demo      the demo host's scripted day (builds only what it needs)
+#   make test      the whole suite (PRESET=ci: warnings are errors and the
+#                  benchmarks are compiled too)
+#   make lint      clang-format and clang-tidy
+#   make package   the Linux .tar.gz and .deb and the Windows .zip, each
+#                  unpacked and run (the Windows one under Wine)
+PRESET ?= default
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
 WINDOWS_BUILD ?= build-windows
 
-.PHONY: all setup build test demo clean setup-windows test-windows
+.PHONY: all setup build test demo lint package clean setup-lint setup-windows build-windows \
+	test-windows
 
 all: build
 
@@ -14,7 +24,7 @@ setup:
 	@scripts/setup.sh base
 
 $(BUILD)/build.ninja: | setup
-	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake --preset $(PRESET) -B $(BUILD) $(CMAKE_FLAGS)
 
 build: setup $(BUILD)/build.ninja
 	cmake --build $(BUILD) -j $(JOBS)
@@ -22,8 +32,24 @@ build: setup $(BUILD)/build.ninja
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-demo: build
+demo: setup $(BUILD)/build.ninja
+	cmake --build $(BUILD) -j $(JOBS) --target demo_host xt_sample_config
 	$(BUILD)/bin/demo_host
+
+# clang-format over every tracked C++ file; clang-tidy (.clang-tidy) over the
+# plug-in's sources, with the compile commands of $(BUILD).
+setup-lint: setup
+	@scripts/setup.sh lint
+
+lint: setup-lint $(BUILD)/build.ninja
+	JOBS=$(JOBS) scripts/lint.sh $(BUILD)
+
+# The archives are made and checked by the package_* tests of both builds
+# (CPack into <build>/package, then each one unpacked and run).
+package: build build-windows
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS) -R '^package_'
+	JOBS=$(JOBS) scripts/windows-test.sh $(WINDOWS_BUILD) -R '^package_'
+	@ls -l $(BUILD)/package/*.tar.gz $(BUILD)/package/*.deb $(WINDOWS_BUILD)/package/*.zip
 
 clean:
 	rm -rf $(BUILD)
@@ -34,10 +60,12 @@ setup-windows: setup
 	@scripts/setup.sh windows
 
 $(WINDOWS_BUILD)/build.ninja: | setup-windows
-	cmake --preset windows -B $(WINDOWS_BUILD)
+	cmake --preset windows -B $(WINDOWS_BUILD) $(CMAKE_FLAGS)
 
-test-windows: setup-windows $(WINDOWS_BUILD)/build.ninja
+build-windows: setup-windows $(WINDOWS_BUILD)/build.ninja
 	cmake --build $(WINDOWS_BUILD) -j $(JOBS)
+
+test-windows: build-windows
 	JOBS=$(JOBS) scripts/windows-test.sh $(WINDOWS_BUILD)
 
 # The benchmark suite: configures a release build with the benchmarks in
@@ -48,7 +76,7 @@ BENCH_BUILD ?= build-bench
 .PHONY: bench
 bench:
 	@scripts/setup.sh base bench
-	cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKS_BUILD_BENCHMARKS=ON $(CMAKE_FLAGS)
+	cmake --preset bench -B $(BENCH_BUILD) $(CMAKE_FLAGS)
 	cmake --build $(BENCH_BUILD) -j $(JOBS) --target ks_bench
 	scripts/bench_run.sh $(BENCH_BUILD)
 
@@ -66,11 +94,11 @@ setup-clang: setup
 	@scripts/setup.sh clang
 
 test-asan test-tsan: test-%: setup-clang
-	cmake --preset $*
+	cmake --preset $* $(CMAKE_FLAGS)
 	cmake --build --preset $* -j $(JOBS)
 	ctest --preset $* -j $(JOBS)
 
 fuzz: setup-clang
-	cmake --preset fuzz
+	cmake --preset fuzz $(CMAKE_FLAGS)
 	cmake --build --preset fuzz -j $(JOBS)
 	FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh build-fuzz

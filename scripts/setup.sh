@@ -3,7 +3,8 @@
 # missing. Usage: scripts/setup.sh [group...]; groups: base (default),
 # clang (sanitizers, thread-safety analysis, fuzzing), windows (mingw-w64 and
 # Wine), bench (the benchmark's scripts: python3's standard library draws the
-# chart; valgrind counts instructions for scripts/bench_callgrind.sh).
+# chart; valgrind counts instructions for scripts/bench_callgrind.sh), lint
+# (clang-format and clang-tidy for make lint).
 set -euo pipefail
 
 declare -A GROUPS_PACKAGES=(
@@ -11,6 +12,7 @@ declare -A GROUPS_PACKAGES=(
   [clang]="clang libclang-rt-14-dev"
   [windows]="g++-mingw-w64-x86-64-posix wine wine64"
   [bench]="libbenchmark-dev python3 valgrind"
+  [lint]="clang-format clang-tidy"
 )
 
 groups=("$@")

@@ -14,7 +14,7 @@
 namespace kestrel {
 namespace {
 
-constexpr int64_t kVendorZoneOffsetSeconds = 8 * 3600;
+constexpr int64_t kVendorZoneOffsetSeconds = int64_t{8} * 3600;
 
 // "YYYY-MM-DD HH:MM:SS" assembled from date bytes 1-8 and time bytes 1-8,
 // cut at the first NUL. Never reads a byte after a NUL of either text.
