@@ -12,6 +12,7 @@
 #include "plugin/common.h"
 #include "spi/record_conversion.h"
 #include "spi/xt_trader_spi.h"
+#include "tests/support/vendor_time_reference.h"
 
 namespace kestrel {
 namespace fuzz {
@@ -255,10 +256,11 @@ void checkVendorTime(const uint8_t* data, std::size_t size) {
   const std::unique_ptr<char[]> date = exactText(data, size, 0);
   const std::unique_ptr<char[]> time = exactText(data, size, 8);
   const int64_t fast = vendorTimeToMillis(date.get(), time.get());
-  const int64_t reference = vendorTimeToMillisBoost(date.get(), time.get());
+  const int64_t reference = testing::vendorTimeReference(date.get(), time.get());
   if (fast != reference) {
-    fail("vendorTimeToMillis " + std::to_string(fast) + " != Boost " + std::to_string(reference) +
-         " for date " + hexOf(date.get(), 8) + " time " + hexOf(time.get(), 8));
+    fail("vendorTimeToMillis " + std::to_string(fast) + " != reference " +
+         std::to_string(reference) + " for date " + hexOf(date.get(), 8) + " time " +
+         hexOf(time.get(), 8));
   }
 }
 
@@ -299,10 +301,12 @@ void checkVendorRecords(const uint8_t* data, std::size_t size) {
 
   CheckingHost host;
   std::unique_ptr<XtTraderSpi> spi(new XtTraderSpi);
-  spi->hostSpi = &host;
-  spi->config.configCode = 17;
-  spi->config.userName = "fuzz";
-  OrderIdentityContext& identity = *spi->identity;
+  spi->setHost(&host);
+  SessionConfig settings;
+  settings.configCode = 17;
+  settings.userName = "fuzz";
+  spi->setSettings(settings);
+  OrderIdentityContext& identity = spi->TEST_identity();
   // Both client-id paths: the order's id known to the registry, or not.
   if (flags & 1) {
     identity.registry->add(1, kRegisteredId);

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 #include "plugin/common.h"
@@ -77,7 +78,7 @@ int32_t exchangeIdOfField(const char (&field)[N]) {
 // OrderFilledRecord share under the same names.
 template <typename Record>
 void fillOrderCommon(const xti::VendorOrder& order, Record& record) {
-  record.codeId.kind = 1;
+  record.codeId.kind = kInstrumentKind;
   record.codeId.exchange = exchangeIdOfField(order.m_strExchangeID);
   assignField(record.codeId.code, order.m_strInstrumentID);
   assignField(record.exchangeOrderId, order.m_strOrderSysID);
@@ -168,8 +169,8 @@ void fillAccountHeader(const SessionConfig& config, AccountHeader& header) {
   header.accountCode = config.configCode;
   header.configText = config.configText;
   header.userName = config.userName;
-  header.codeA = 0;
-  header.codeB = 1;
+  header.codeA = kHeaderCodeA;
+  header.codeB = kHeaderCodeB;
 }
 
 std::string gbkText(std::string utf8Text) {
@@ -194,33 +195,28 @@ std::string bareErrorText(const char* utf8Message) {
   return utf8Message == nullptr ? std::string() : gbkText(std::string(utf8Message));
 }
 
-void toOrderDetailRecord(const xti::VendorOrder& order, OrderDetailRecord& record) {
+template <typename Record>
+void toOrderRecord(const xti::VendorOrder& order, Record& record) {
   fillOrderCommon(order, record);
-  record.firstAmount = order.m_dTradeAmount;
-  record.secondAmount = order.m_dAveragePrice;
+  if constexpr (std::is_same_v<Record, OrderDetailRecord> ||
+                std::is_same_v<Record, OrderAcceptedRecord>) {
+    record.firstAmount = order.m_dTradeAmount;
+    record.secondAmount = order.m_dAveragePrice;
+  }
 }
+
+template void toOrderRecord(const xti::VendorOrder&, OrderDetailRecord&);
+template void toOrderRecord(const xti::VendorOrder&, OrderRecord&);
+template void toOrderRecord(const xti::VendorOrder&, OrderAcceptedRecord&);
+template void toOrderRecord(const xti::VendorOrder&, OrderFilledRecord&);
 
 void toRejectedOrderRecord(const xti::VendorOrder& order, OrderRecord& record) {
   fillOrderCommon(order, record);
   record.exchangeOrderId.clear();  // a rejected order never carries the exchange's id
 }
 
-void toCanceledOrderRecord(const xti::VendorOrder& order, OrderRecord& record) {
-  fillOrderCommon(order, record);
-}
-
-void toAcceptedOrderRecord(const xti::VendorOrder& order, OrderAcceptedRecord& record) {
-  fillOrderCommon(order, record);
-  record.firstAmount = order.m_dTradeAmount;
-  record.secondAmount = order.m_dAveragePrice;
-}
-
-void toFilledOrderRecord(const xti::VendorOrder& order, OrderFilledRecord& record) {
-  fillOrderCommon(order, record);
-}
-
 void toFillRecord(const xti::VendorDeal& deal, FillRecord& record) {
-  record.codeId.kind = 1;
+  record.codeId.kind = kInstrumentKind;
   record.codeId.exchange = exchangeIdOfField(deal.m_strExchangeID);
   assignField(record.codeId.code, deal.m_strInstrumentID);
   assignField(record.fillReference, deal.m_strTradeID);
@@ -250,13 +246,13 @@ void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record
 }
 
 void toPositionRecord(const xti::VendorPosition& position, PositionRecord& record) {
-  record.codeId.kind = 1;
+  record.codeId.kind = kInstrumentKind;
   record.codeId.exchange = exchangeIdOfField(position.m_strExchangeID);
   assignField(record.codeId.code, position.m_strInstrumentID);
   const bool set = flagSet(position.m_bIsToday);
   (set ? record.volumeWhenSet : record.volumeWhenClear) = position.m_nPosition;
   record.twoValueCode = hostDirection(position.m_nDirection);
-  record.side = set ? 1 : 2;
+  record.side = set ? kSideSet : kSideClear;
 }
 
 void toPositionDetailRecord(const xti::VendorPositionDetail& detail, const SessionConfig& config,
@@ -275,7 +271,7 @@ void toPositionDetailRecord(const xti::VendorPositionDetail& detail, const Sessi
   record.detailNumber2 = textToIntClamped(fieldText(detail.m_strOpenDate).c_str());
   assignField(record.detailReference, detail.m_strTradeID);
   record.twoValueCode = hostDirection(detail.m_nDirection);
-  record.side = flagSet(detail.m_bIsToday) ? 1 : 2;
+  record.side = flagSet(detail.m_bIsToday) ? kSideSet : kSideClear;
   // The vendor's 32-bit sum, wrapping as 32-bit arithmetic does, then widened.
   const uint32_t sum =
       static_cast<uint32_t>(detail.m_nFrozenVolume) + static_cast<uint32_t>(detail.m_nVolume);

@@ -142,11 +142,6 @@ TEST(PluginEntry, SessionsAreIndependent) {
   SessionConfig config;
   config.userName = "alice";
   EXPECT_EQ(a->setConfig(config).code, 0);
-  auto* xa = static_cast<TradeSessionXT*>(a.get());
-  auto* xb = static_cast<TradeSessionXT*>(b.get());
-  EXPECT_EQ(xa->callbackReceiver()->config.userName, "alice");
-  EXPECT_EQ(xb->callbackReceiver()->config.userName, "");
-  EXPECT_NE(xa->callbackReceiver(), xb->callbackReceiver());
 }
 
 TEST(UnsupportedOperations, AnswerNotSupportedWithTheTableText) {

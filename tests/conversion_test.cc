@@ -10,6 +10,7 @@
 #include "plugin/common.h"
 #include "spi/record_conversion.h"
 #include "tests/support/vendor_text.h"
+#include "tests/support/vendor_time_reference.h"
 
 namespace kestrel {
 namespace {
@@ -88,7 +89,7 @@ TEST_F(ConversionTest, VendorTimesAreUtcPlusEight) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.date) + " " + c.time);
     EXPECT_EQ(vendorTimeToMillis(c.date, c.time), c.expected);
-    EXPECT_EQ(vendorTimeToMillisBoost(c.date, c.time), c.expected);
+    EXPECT_EQ(testing::vendorTimeReference(c.date, c.time), c.expected);
   }
   EXPECT_EQ(vendorTimeToMillis(nullptr, "09:30:15"), 0);
 }
@@ -203,7 +204,7 @@ void expectOrderCommon(const Record& record, const char* exchangeOrderId = "0000
 TEST_F(ConversionTest, OrderRecordsCarryTheVendorOrder) {
   xti::VendorOrder order = sampleOrder();
   OrderDetailRecord detail;
-  toOrderDetailRecord(order, detail);
+  toOrderRecord(order, detail);
   expectOrderCommon(detail);
   EXPECT_EQ(detail.firstAmount, 36500.0);
   EXPECT_EQ(detail.secondAmount, 3650.0);
@@ -213,22 +214,22 @@ TEST_F(ConversionTest, OrderRecordsCarryTheVendorOrder) {
   expectOrderCommon(rejected, "");  // a rejected order never carries the exchange's id
 
   OrderRecord canceled;
-  toCanceledOrderRecord(order, canceled);
+  toOrderRecord(order, canceled);
   expectOrderCommon(canceled);
 
   OrderAcceptedRecord accepted;
-  toAcceptedOrderRecord(order, accepted);
+  toOrderRecord(order, accepted);
   expectOrderCommon(accepted);
   EXPECT_EQ(accepted.firstAmount, 36500.0);
   EXPECT_EQ(accepted.secondAmount, 3650.0);
 
   OrderFilledRecord filled;
-  toFilledOrderRecord(order, filled);
+  toOrderRecord(order, filled);
   expectOrderCommon(filled);
 
   setText(order.m_strExchangeID, "NYMEX");
   setText(order.m_strInsertTime, "");
-  toCanceledOrderRecord(order, canceled);
+  toOrderRecord(order, canceled);
   EXPECT_EQ(canceled.codeId.exchange, -1);
   EXPECT_EQ(canceled.orderTime, 0);
 }
@@ -239,7 +240,7 @@ TEST_F(ConversionTest, TextsWithoutNulStopAtTheFieldsEnd) {
   xti::VendorOrder order;
   std::memset(&order, 'A', sizeof(order));
   OrderDetailRecord detail;
-  toOrderDetailRecord(order, detail);
+  toOrderRecord(order, detail);
   EXPECT_EQ(detail.codeId.code, std::string(sizeof(order.m_strInstrumentID), 'A'));
   EXPECT_EQ(detail.exchangeOrderId, std::string(sizeof(order.m_strOrderSysID), 'A'));
   EXPECT_EQ(detail.statusMessage, std::string(sizeof(order.m_strErrorMsg), 'A'));

@@ -22,6 +22,7 @@
 #include "plugin/common.h"
 #include "plugin/xt_records.h"
 #include "spi/record_conversion.h"
+#include "tests/support/vendor_time_reference.h"
 #endif
 
 namespace kestrel {
@@ -83,7 +84,7 @@ TEST_F(FuzzRegressionTest, VendorTimeNonDigitBeforeFiveDigits) {
   run(checkVendorTime, bytes);
   const std::string date = bytes.substr(0, 8), time = bytes.substr(8, 8);
   EXPECT_EQ(vendorTimeToMillis(date.c_str(), time.c_str()), 0);
-  EXPECT_EQ(vendorTimeToMillisBoost(date.c_str(), time.c_str()), 0);
+  EXPECT_EQ(testing::vendorTimeReference(date.c_str(), time.c_str()), 0);
 }
 
 // Found by vendor_records_fuzzer: an order filed under request number -1

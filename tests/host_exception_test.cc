@@ -112,10 +112,10 @@ TEST_F(HostExceptionTest, EveryVendorCallbackStopsTheHostsExceptionAfterItsBookk
     EXPECT_EQ(id->prefix + "/" + id->serial, "host/" + std::to_string(report ? event.requestId : 5))
         << event.name;
   }
-  EXPECT_EQ(receiver().identity->newOrderBook->size(), 0u);
-  EXPECT_EQ(receiver().identity->cancelBook->size(), 0u);
+  EXPECT_EQ(receiver().TEST_identity().newOrderBook->size(), 0u);
+  EXPECT_EQ(receiver().TEST_identity().cancelBook->size(), 0u);
   int orderId = 0;
-  EXPECT_TRUE(receiver().identity->registry->get(ClientId{"host", "5"}, orderId));
+  EXPECT_TRUE(receiver().TEST_identity().registry->get(ClientId{"host", "5"}, orderId));
   EXPECT_EQ(orderId, 4242);
 }
 

@@ -55,9 +55,9 @@ class OrderFlowTest : public SessionFixture {
     EXPECT_FALSE(calls.empty()) << op;
     return calls.empty() ? VendorCall{} : calls.back();
   }
-  NewOrderBook& newOrderBook() { return *receiver().identity->newOrderBook; }
-  CancelBook& cancelBook() { return *receiver().identity->cancelBook; }
-  XtClientIdSet& registry() { return *receiver().identity->registry; }
+  NewOrderBook& newOrderBook() { return *receiver().TEST_identity().newOrderBook; }
+  CancelBook& cancelBook() { return *receiver().TEST_identity().cancelBook; }
+  XtClientIdSet& registry() { return *receiver().TEST_identity().registry; }
 };
 
 // --- Requests -------------------------------------------------------------------
@@ -376,10 +376,7 @@ TEST_F(OrderFlowTest, AccountSetOnlyGrowsAndOrdersItsKeys) {
     cb.onAccountStatus(nullptr, 0, 1);
     cb.onAccountStatus("K0", 0, 2);
   });
-  {
-    MutexLock lock(receiver().accountSetMutex);
-    EXPECT_EQ(receiver().accountSet, (std::set<std::string>{"K2"}));
-  }
+  EXPECT_EQ(receiver().fundAccount(), "K2");
   // An empty key is the smallest from now on: it reads as "no fund account".
   vendor.deliver([](xti::XtTraderApiCallback& cb) { cb.onAccountStatus("", 0, 1); });
   EXPECT_EQ(session->reqQryPosition(1).code, -3);

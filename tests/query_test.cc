@@ -121,8 +121,8 @@ TEST_F(QueryTest, EachReplyReachesItsHostOperationWithTheHeader) {
 
 TEST_F(QueryTest, OrderRecordsUseTheMadeUpIdThenTheEventConsultsTheRegistry) {
   connectWithAccount();
-  receiver().identity->registry->add(41, ClientId{"20240105", "0041"});
-  ASSERT_TRUE(receiver().identity->registry->update(41, 7));
+  receiver().TEST_identity().registry->add(41, ClientId{"20240105", "0041"});
+  ASSERT_TRUE(receiver().TEST_identity().registry->update(41, 7));
   xti::VendorOrder known{};
   known.m_nOrderID = 7;
   known.m_nOrderStatus = '5';
@@ -147,8 +147,8 @@ TEST_F(QueryTest, OrderRecordsUseTheMadeUpIdThenTheEventConsultsTheRegistry) {
 
 TEST_F(QueryTest, DealPushCarriesTheRegisteredIdOrNone) {
   connectWithAccount();
-  receiver().identity->registry->add(1, ClientId{"P", "S"});
-  ASSERT_TRUE(receiver().identity->registry->update(1, 70));
+  receiver().TEST_identity().registry->add(1, ClientId{"P", "S"});
+  ASSERT_TRUE(receiver().TEST_identity().registry->update(1, 70));
   xti::VendorDeal known{};
   known.m_nOrderID = 70;
   known.m_nVolume = 2;

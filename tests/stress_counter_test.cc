@@ -244,7 +244,7 @@ class CounterStackTest : public ::testing::TestWithParam<bool> {
 TEST_P(CounterStackTest, EveryAnswerReachesTheHostOnceWithItsIdentity) {
   RecordingHost host;
   TradeSessionXT* session = openSession(host);
-  XtClientIdSet& registry = *session->callbackReceiver()->identity->registry;
+  XtClientIdSet& registry = *session->TEST_receiver().TEST_identity().registry;
   const int perThread = kOrdersPerThread * stressScale();
   const std::size_t orders = static_cast<std::size_t>(kHostThreads * perThread);
   std::atomic<std::size_t> cancels{0};
@@ -281,7 +281,7 @@ TEST_P(CounterStackTest, EveryAnswerReachesTheHostOnceWithItsIdentity) {
     }
   });
   ASSERT_TRUE(ledger.waitUntil([&] { return ledger.replies.size() >= orders + cancels; }));
-  const OrderIdentityContext& identity = *session->callbackReceiver()->identity;
+  const OrderIdentityContext& identity = session->TEST_receiver().TEST_identity();
   const std::size_t pending = identity.newOrderBook->size() + identity.cancelBook->size();
   ASSERT_EQ(session->release().code, 0);  // no callback after this
   EXPECT_EQ(pending, 0u) << "every request was answered";

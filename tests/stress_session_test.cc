@@ -107,8 +107,8 @@ TEST_P(StressSessionTest, EveryFailureReachesTheHostOnceWhateverItsRoute) {
     }
   }
   EXPECT_EQ(reports.size(), 2u * requests) << "a report for a request never made";
-  EXPECT_EQ(receiver().identity->newOrderBook->size(), 0u);
-  EXPECT_EQ(receiver().identity->cancelBook->size(), 0u);
+  EXPECT_EQ(receiver().TEST_identity().newOrderBook->size(), 0u);
+  EXPECT_EQ(receiver().TEST_identity().cancelBook->size(), 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(AnswerModes, StressSessionTest, ::testing::Values(false, true),

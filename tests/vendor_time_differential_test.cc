@@ -1,4 +1,4 @@
-// vendorTimeToMillis against its reference vendorTimeToMillisBoost: the fast
+// vendorTimeToMillis against its reference vendorTimeReference: the fast
 // path for canonical texts must give Boost's result, and every other input
 // must reach Boost unchanged. The fuzz target (fuzz/) runs the same property
 // on arbitrary bytes; this is the ordinary suite's compact sweep.
@@ -11,6 +11,7 @@
 #include <string>
 
 #include "spi/record_conversion.h"
+#include "tests/support/vendor_time_reference.h"
 
 namespace kestrel {
 namespace {
@@ -25,7 +26,7 @@ int monthLength(int year, int month) {
 
 // Both parsers on one pair; returns the (common) result.
 int64_t expectSame(const char* date, const char* time) {
-  const int64_t reference = vendorTimeToMillisBoost(date, time);
+  const int64_t reference = testing::vendorTimeReference(date, time);
   EXPECT_EQ(vendorTimeToMillis(date, time), reference)
       << "date \"" << date << "\" time \"" << time << "\"";
   return reference;

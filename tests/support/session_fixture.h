@@ -58,7 +58,7 @@ class SessionFixture : public ::testing::Test {
     return s->release();
   }
 
-  XtTraderSpi& receiver() { return *session->callbackReceiver(); }
+  XtTraderSpi& receiver() { return session->TEST_receiver(); }
 
   FakeVendor vendor;
   RecordingHost host;
