@@ -51,7 +51,7 @@ void XtTraderSpi::onUserLogin(const char*, const char*, int, const xti::XtError&
     reply.loginStamp = timestampText();
     {
       const TradeTime calendar(kTradingCalendar);
-      reply.tradingDay = calendar.GetTradingDay(nullptr, TrdDayForward);
+      reply.tradingDay = calendar.GetTradingDay(loginTime_, TrdDayForward);
     }
     reply.loginKind = kLoginKind;
     host().onLogin(successStatus(), reply);

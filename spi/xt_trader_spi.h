@@ -29,6 +29,7 @@
 #include <string>
 
 #include "identity/order_identity_context.h"
+#include "plugin/common.h"
 #include "plugin/host_records.h"
 #include "plugin/mutex.h"
 #include "plugin/trade_session_spi.h"
@@ -111,6 +112,9 @@ class XtTraderSpi : public xti::XtTraderApiCallback {
   // --- Test seam: for tests, benchmarks and fuzz targets only ----------------
 
   OrderIdentityContext& TEST_identity() { return *identity_; }
+  // The moment a successful login takes its trading day for; null (the
+  // default) is the current time.
+  void TEST_setLoginTime(const Timestamp* at) { loginTime_ = at; }
 
  private:
   // The registered host, or one whose every operation does nothing.
@@ -155,6 +159,8 @@ class XtTraderSpi : public xti::XtTraderApiCallback {
   Mutex accountSetMutex_;
   // Owned; each of its members locks itself.
   std::unique_ptr<OrderIdentityContext> identity_;
+  // Set only by tests, before the events it is meant for.
+  const Timestamp* loginTime_ = nullptr;
 };
 
 }  // namespace kestrel

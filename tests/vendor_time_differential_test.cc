@@ -1,10 +1,9 @@
-// vendorTimeToMillis against its reference vendorTimeReference: the fast
-// path for canonical texts must give Boost's result, and every other input
-// must reach Boost unchanged. The fuzz target (fuzz/) runs the same property
-// on arbitrary bytes; this is the ordinary suite's compact sweep.
+// vendorTimeToMillis against its reference, which always parses with Boost:
+// the fast path for canonical texts must give the reference's result, and
+// every other input must reach Boost unchanged. The fuzz target runs the same
+// property on arbitrary bytes; this is the ordinary suite's compact sweep.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -18,39 +17,34 @@ namespace {
 
 constexpr int64_t kDayMillis = 86400000;
 
-int monthLength(int year, int month) {
-  static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-  return month == 2 && leap ? 29 : kDays[month - 1];
-}
-
 // Both parsers on one pair; returns the (common) result.
 int64_t expectSame(const char* date, const char* time) {
   const int64_t reference = testing::vendorTimeReference(date, time);
   EXPECT_EQ(vendorTimeToMillis(date, time), reference)
-      << "date \"" << date << "\" time \"" << time << "\"";
+      << "date \"" << (date ? date : "<null>") << "\" time \"" << (time ? time : "<null>") << "\"";
   return reference;
 }
 
 // Every day of the edge years Boost accepts (its first and last, century
 // years leap and not, the epoch, today), and every 17th day of its whole
-// range. Each chosen day is read at a time that walks through the day, and
-// edge days also at 00:00:00 and 23:59:59; the days' starts must lie exactly
-// `stride` days apart, which also proves the results are real times.
+// range, each at a time that walks through the day; edge days also at
+// 00:00:00 and 23:59:59. The days' starts must lie exactly `stride` days
+// apart, which also proves the results are real times.
 TEST(VendorTimeDifferentialTest, CanonicalDatesAgreeAndFollowEachOther) {
   const struct {
     int first, last, stride;
   } spans[] = {{1400, 1402, 1}, {1599, 1601, 1}, {1699, 1701, 1}, {1899, 1901, 1},
                {1969, 1971, 1}, {1999, 2001, 1}, {2023, 2025, 1}, {2099, 2101, 1},
                {2399, 2401, 1}, {9997, 9999, 1}, {1400, 9999, 17}};
+  static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   int step = 0;
   for (const auto& span : spans) {
-    SCOPED_TRACE(std::to_string(span.first) + "-" + std::to_string(span.last));
     int64_t previousStart = 0;
     int index = 0;
     for (int year = span.first; year <= span.last; ++year) {
+      const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
       for (int month = 1; month <= 12; ++month) {
-        for (int day = 1; day <= monthLength(year, month); ++day, ++index) {
+        for (int day = 1; day <= kDays[month - 1] + (month == 2 && leap); ++day, ++index) {
           if (index % span.stride != 0) continue;
           char date[40], time[40];
           std::snprintf(date, sizeof(date), "%04d%02d%02d", year, month, day);
@@ -90,7 +84,6 @@ TEST(VendorTimeDifferentialTest, NearCanonicalTexts) {
     expectSame("20240105", time);
   }
   expectSame("14000101", "07:59:59");  // canonical, but before 1400 in UTC
-  expectSame("", "");
   expectSame(nullptr, "09:30:15");
   expectSame("20240105", nullptr);
 }
@@ -100,7 +93,6 @@ TEST(VendorTimeDifferentialTest, NearCanonicalTexts) {
 // heap, so that the address sanitizer catches a read past them.
 TEST(VendorTimeDifferentialTest, NulPlacementAndUnterminatedTexts) {
   for (int cut = 0; cut <= 8; ++cut) {
-    SCOPED_TRACE("NUL at byte " + std::to_string(cut));
     char date[16] =
         "20240105\0"
         "777777";
@@ -113,8 +105,7 @@ TEST(VendorTimeDifferentialTest, NulPlacementAndUnterminatedTexts) {
     expectSame("20240105", time);
     expectSame(date, time);
   }
-  const std::unique_ptr<char[]> date(new char[8]);
-  const std::unique_ptr<char[]> time(new char[8]);
+  const std::unique_ptr<char[]> date(new char[8]), time(new char[8]);
   std::memcpy(date.get(), "20240105", 8);
   for (const char* text : {"09:30:15", "24:00:00", "09:30:1x"}) {
     std::memcpy(time.get(), text, 8);
