@@ -1,6 +1,7 @@
 // Record conversion: one table per rule and per vendor record.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -76,6 +77,53 @@ TEST_F(ConversionTest, VendorTimesAreUtcPlusEight) {
     EXPECT_EQ(vendorTimeReference(r.date, r.time), r.expected);
   }
   EXPECT_EQ(vendorTimeToMillis(nullptr, "09:30:15"), 0);
+}
+
+// Against the reference on every day of the edge years Boost accepts (its
+// first and last, century years leap and not, the epoch, today) and every
+// 17th day of its range, each at a time that walks through the day; edge days
+// also at 00:00:00 and 23:59:59. The days' starts lie exactly `stride` days
+// apart, which also proves the results are real times. (Other texts: the
+// vendor_time fuzz target and its seeds, replayed by fuzz_regression_test.)
+TEST_F(ConversionTest, VendorTimesOfCanonicalDatesAgreeWithTheReference) {
+  const struct {
+    int first, last, stride;
+  } spans[] = {{1400, 1402, 1}, {1599, 1601, 1}, {1699, 1701, 1}, {1899, 1901, 1},
+               {1969, 1971, 1}, {1999, 2001, 1}, {2023, 2025, 1}, {2099, 2101, 1},
+               {2399, 2401, 1}, {9997, 9999, 1}, {1400, 9999, 17}};
+  static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const auto same = [](const char* date, const char* time) {
+    const int64_t reference = vendorTimeReference(date, time);
+    EXPECT_EQ(vendorTimeToMillis(date, time), reference) << date << " " << time;
+    return reference;
+  };
+  int step = 0;
+  for (const auto& span : spans) {
+    int64_t previous = 0;
+    for (int year = span.first, index = 0; year <= span.last; ++year) {
+      const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+      for (int month = 1; month <= 12; ++month) {
+        for (int day = 1; day <= kDays[month - 1] + (month == 2 && leap); ++day, ++index) {
+          if (index % span.stride != 0) continue;
+          char date[40], time[40];
+          std::snprintf(date, sizeof(date), "%04d%02d%02d", year, month, day);
+          const int second = (step++ * 7919) % 86400;
+          std::snprintf(time, sizeof(time), "%02d:%02d:%02d", second / 3600, second / 60 % 60,
+                        second % 60);
+          const int64_t start = same(date, time) - int64_t{second} * 1000;
+          if (span.stride == 1) {
+            EXPECT_EQ(same(date, "00:00:00"), start) << date;
+            EXPECT_EQ(same(date, "23:59:59"), start + 86399000) << date;
+          }
+          if (index > 0) {
+            EXPECT_EQ(start - previous, span.stride * int64_t{86400000}) << date;
+          }
+          previous = start;
+          if (HasFailure()) return;
+        }
+      }
+    }
+  }
 }
 
 // textToInt reads like std::stol with -1 for no number or one outside 32
