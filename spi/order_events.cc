@@ -19,12 +19,17 @@ constexpr int32_t kSecondaryAllFilled = xti::SUBMIT_ALL_FILLED_CHAR;
 
 // The host's record of a pending request that failed: only these fields are
 // written, the rest keep the record's defaults.
-void orderRecordFrom(const AccountOrderNewRequest& request, OrderRecord& record) {
+template <typename Request>
+void copyRequestIdentity(const Request& request, OrderRecord& record) {
   record.header = request.header;
   record.codeId = request.codeId;
   record.clientId = request.clientId;
-  record.volume = request.quantity;
   record.price = request.price;
+}
+
+void orderRecordFrom(const AccountOrderNewRequest& request, OrderRecord& record) {
+  copyRequestIdentity(request, record);
+  record.volume = request.quantity;
   record.priceType = request.priceType;
   record.offsetFlag = request.offsetFlag;
   record.hedgeFlag = request.hedgeFlag;
@@ -32,11 +37,8 @@ void orderRecordFrom(const AccountOrderNewRequest& request, OrderRecord& record)
 }
 
 void orderRecordFrom(const AccountOrderCancelRequest& request, OrderRecord& record) {
-  record.header = request.header;
-  record.codeId = request.codeId;
-  record.clientId = request.clientId;
+  copyRequestIdentity(request, record);
   record.exchangeOrderId = request.exchangeOrderId;
-  record.price = request.price;
 }
 
 }  // namespace

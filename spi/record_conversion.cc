@@ -74,22 +74,36 @@ int32_t exchangeIdOfField(const char (&field)[N]) {
   return exchangeIdOf(fieldText(field));
 }
 
+// The instrument block of every converted record but the position detail.
+template <typename Record, std::size_t E, std::size_t I>
+void fillInstrument(Record& record, const char (&exchange)[E], const char (&instrument)[I]) {
+  record.codeId.kind = kInstrumentKind;
+  record.codeId.exchange = exchangeIdOfField(exchange);
+  assignField(record.codeId.code, instrument);
+}
+
+// The four mapped codes of every order and fill record.
+template <typename Record>
+void fillCodes(Record& record, int32_t priceType, int32_t offset, int32_t hedge,
+               int32_t direction) {
+  record.priceType = hostPriceType(priceType);
+  record.offsetFlag = hostOffsetFlag(offset);
+  record.hedgeFlag = hostHedgeFlag(hedge);
+  record.direction = hostDirection(direction);
+}
+
 // Members that OrderDetailRecord, OrderRecord, OrderAcceptedRecord and
 // OrderFilledRecord share under the same names.
 template <typename Record>
 void fillOrderCommon(const xti::VendorOrder& order, Record& record) {
-  record.codeId.kind = kInstrumentKind;
-  record.codeId.exchange = exchangeIdOfField(order.m_strExchangeID);
-  assignField(record.codeId.code, order.m_strInstrumentID);
+  fillInstrument(record, order.m_strExchangeID, order.m_strInstrumentID);
   assignField(record.exchangeOrderId, order.m_strOrderSysID);
   record.statusMessage = gbkFieldText(order.m_strErrorMsg);
   record.orderTime = vendorTimeToMillis(order.m_strInsertDate, order.m_strInsertTime);
   record.volume = order.m_nVolumeTotalOriginal;
   record.price = order.m_dLimitPrice;
-  record.priceType = hostPriceType(order.m_nPriceType);
-  record.offsetFlag = hostOffsetFlag(order.m_nOffsetFlag);
-  record.hedgeFlag = hostHedgeFlag(order.m_nHedgeFlag);
-  record.direction = hostDirection(order.m_nDirection);
+  fillCodes(record, order.m_nPriceType, order.m_nOffsetFlag, order.m_nHedgeFlag,
+            order.m_nDirection);
 }
 
 }  // namespace
@@ -216,18 +230,13 @@ void toRejectedOrderRecord(const xti::VendorOrder& order, OrderRecord& record) {
 }
 
 void toFillRecord(const xti::VendorDeal& deal, FillRecord& record) {
-  record.codeId.kind = kInstrumentKind;
-  record.codeId.exchange = exchangeIdOfField(deal.m_strExchangeID);
-  assignField(record.codeId.code, deal.m_strInstrumentID);
+  fillInstrument(record, deal.m_strExchangeID, deal.m_strInstrumentID);
   assignField(record.fillReference, deal.m_strTradeID);
   assignField(record.fillReference2, deal.m_strOrderSysID);
   record.fillTime = vendorTimeToMillis(deal.m_strTradeDate, deal.m_strTradeTime);
   record.volume = deal.m_nVolume;
   record.price = deal.m_dPrice;
-  record.priceType = hostPriceType(deal.m_nPriceType);
-  record.offsetFlag = hostOffsetFlag(deal.m_nOffsetFlag);
-  record.hedgeFlag = hostHedgeFlag(deal.m_nHedgeFlag);
-  record.direction = hostDirection(deal.m_nDirection);
+  fillCodes(record, deal.m_nPriceType, deal.m_nOffsetFlag, deal.m_nHedgeFlag, deal.m_nDirection);
 }
 
 void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record) {
@@ -246,9 +255,7 @@ void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record
 }
 
 void toPositionRecord(const xti::VendorPosition& position, PositionRecord& record) {
-  record.codeId.kind = kInstrumentKind;
-  record.codeId.exchange = exchangeIdOfField(position.m_strExchangeID);
-  assignField(record.codeId.code, position.m_strInstrumentID);
+  fillInstrument(record, position.m_strExchangeID, position.m_strInstrumentID);
   const bool set = flagSet(position.m_bIsToday);
   (set ? record.volumeWhenSet : record.volumeWhenClear) = position.m_nPosition;
   record.twoValueCode = hostDirection(position.m_nDirection);
