@@ -220,6 +220,13 @@ TEST_P(VendorEventTest, EachEventMakesItsHostCallsAndBookkeeping) {
     EXPECT_EQ(vendor.calls().size(), vendorCalls) << "an event makes no vendor call";
     EXPECT_EQ(state(), kRows[i].state);
     EXPECT_EQ(host.summary(), GetParam() == HostKind::kNone ? "" : kRows[i].calls);
+    for (const HostEvent& e : host.events()) {  // reports of the vendor's records
+      const AccountHeader* h = e.header();
+      if (h == nullptr || e.status.code != 0) continue;
+      EXPECT_EQ(std::tie(h->accountCode, h->configText, h->userName, h->codeA, h->codeB),
+                std::make_tuple(17, "cfg", "trader1", 0, 1))
+          << e.name;
+    }
   }
 }
 

@@ -48,6 +48,18 @@ struct HostEvent {
                          : nullptr;
   }
 
+  // The account header of a record that has one; null for other events.
+  const AccountHeader* header() const {
+    return order         ? &order->header
+           : accepted    ? &accepted->header
+           : filled      ? &filled->header
+           : fill        ? &fill->header
+           : orderDetail ? &orderDetail->header
+           : position    ? &position->header
+           : funds       ? &funds->header
+                         : nullptr;
+  }
+
   // One line for comparisons: the operation, code, request number, "null"
   // for a missing record or the record's client id, "more" when not last,
   // and the status message in UTF-8.
