@@ -174,6 +174,7 @@ TEST_F(ConversionTest, FallbackClientIdsAndErrorTexts) {
   EXPECT_EQ(wrappedErrorText(nullptr), "");
   EXPECT_EQ(bareErrorText("资金不足"), CodeConvert::utf8_to_gbk("资金不足"));
   EXPECT_EQ(bareErrorText(nullptr), "");
+  EXPECT_EQ(bareErrorText("a\x80"), "a?") << "no byte from 0x80 up passes unconverted";
 }
 
 // Each code field holds a different vendor code, so that a field read from
