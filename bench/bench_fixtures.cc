@@ -171,9 +171,9 @@ XtTraderSpi& receiverWithOrders(int count) {
   if (!receiver) {
     loadBaseInformation();
     receiver.reset(new XtTraderSpi);
-    receiver->config = benchConfig();
-    receiver->hostSpi = &sharedNullHost();
-    registerOrders(*receiver->identity->registry, count);
+    receiver->setSettings(benchConfig());
+    receiver->setHost(&sharedNullHost());
+    registerOrders(*receiver->TEST_identity().registry, count);
   }
   return *receiver;
 }

@@ -14,6 +14,7 @@
 #include "plugin/mutex.h"
 #include "spi/record_conversion.h"
 #include "spi/xt_trader_spi.h"
+#include "tests/support/vendor_time_reference.h"
 
 namespace kestrel {
 namespace bench {
@@ -29,7 +30,7 @@ void BM_VendorTime(benchmark::State& state, int64_t (*parse)(const char*, const 
   }
 }
 BENCHMARK_CAPTURE(BM_VendorTime, fast, &vendorTimeToMillis);
-BENCHMARK_CAPTURE(BM_VendorTime, boost, &vendorTimeToMillisBoost);
+BENCHMARK_CAPTURE(BM_VendorTime, boost, &testing::vendorTimeReference);
 
 // 24 bytes each: plain ASCII, and eight CJK characters of three UTF-8 bytes.
 const std::string kAsciiText = "CTP:order accepted 00123";
@@ -69,39 +70,32 @@ BENCHMARK_CAPTURE(BM_Utf8ToGbkPerCallIconv, ascii, &kAsciiText);
 BENCHMARK_CAPTURE(BM_Utf8ToGbkPerCallIconv, chinese, &kChineseText);
 #endif
 
-// The fund-account lookup of every order, on a receiver with eight logged-in
-// accounts: the smallest key read under the lock, as the session reads it,
-// next to copying the whole set under the lock.
-XtTraderSpi& receiverWithAccounts() {
-  static XtTraderSpi* receiver = [] {
-    auto* r = new XtTraderSpi;
-    for (int i = 0; i < 8; ++i)
-      r->onAccountStatus(("88001234" + std::to_string(50 + i)).c_str(), 0, 1);
-    return r;
-  }();
-  return *receiver;
-}
+// The fund-account lookup of every order, with eight logged-in accounts: the
+// receiver's, which reads the smallest key under the lock, next to copying
+// the whole set under a lock.
+std::string accountKey(int i) { return "88001234" + std::to_string(50 + i); }
 
 void BM_FundAccountFirstKey(benchmark::State& state) {
-  XtTraderSpi& receiver = receiverWithAccounts();
+  static XtTraderSpi* receiver = [] {
+    auto* r = new XtTraderSpi;
+    for (int i = 0; i < 8; ++i) r->onAccountStatus(accountKey(i).c_str(), 0, 1);
+    return r;
+  }();
   for (auto _ : state) {
-    std::string account;
-    {
-      MutexLock lock(receiver.accountSetMutex);
-      if (!receiver.accountSet.empty()) account = *receiver.accountSet.begin();
-    }
-    benchmark::DoNotOptimize(account);
+    benchmark::DoNotOptimize(receiver->fundAccount());
   }
 }
 BENCHMARK(BM_FundAccountFirstKey);
 
 void BM_FundAccountSetCopy(benchmark::State& state) {
-  XtTraderSpi& receiver = receiverWithAccounts();
+  Mutex mutex;
+  std::set<std::string> accounts;
+  for (int i = 0; i < 8; ++i) accounts.insert(accountKey(i));
   for (auto _ : state) {
     std::set<std::string> copy;
     {
-      MutexLock lock(receiver.accountSetMutex);
-      copy = receiver.accountSet;
+      MutexLock lock(mutex);
+      copy = accounts;
     }
     benchmark::DoNotOptimize(copy);
   }

@@ -139,7 +139,7 @@ void BM_RegistryUpdate(benchmark::State& state) {
 
 void BM_RegistryGet(benchmark::State& state, Pick pick) {
   const int count = static_cast<int>(state.range(0));
-  XtClientIdSet& registry = *receiverWithOrders(count).identity->registry;
+  XtClientIdSet& registry = *receiverWithOrders(count).TEST_identity().registry;
   std::vector<int> orderIds;
   for (int n : pickOrders(count, pick)) orderIds.push_back(orderIdOf(n));
   std::size_t next = 0;

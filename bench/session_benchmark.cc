@@ -33,11 +33,11 @@ TradeSessionXT* connectedSession(ITradeSessionSpi& host) {
 void BM_SendOrder(benchmark::State& state) {
   NullVendor vendor;
   TradeSessionXT* session = connectedSession(sharedNullHost());
-  xti::XtTraderApiCallback* receiver = session->callbackReceiver();
+  xti::XtTraderApiCallback* receiver = &session->TEST_receiver();
   receiver->onAccountStatus("8800123456", 0, 1);
   constexpr int kRegistered = 100000;
   constexpr int kBatch = 1024;
-  registerOrders(*session->callbackReceiver()->identity->registry, kRegistered);
+  registerOrders(*session->TEST_receiver().TEST_identity().registry, kRegistered);
   std::vector<AccountOrderNewRequest> requests;
   for (int n = 1; n <= kBatch; ++n) requests.push_back(orderRequest(kRegistered + n));
   const xti::XtError success;
@@ -104,13 +104,9 @@ TradeSessionXT* loggedInSession(NullHost& host, benchmark::State& state,
   host.waitForLogin();
   // The account pushes follow the login reply on the same vendor thread;
   // an order sent before they arrive would be refused for want of an account.
-  XtTraderSpi& receiver = *session->callbackReceiver();
+  XtTraderSpi& receiver = session->TEST_receiver();
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  for (;;) {
-    {
-      MutexLock lock(receiver.accountSetMutex);
-      if (!receiver.accountSet.empty()) break;
-    }
+  while (receiver.fundAccount().empty()) {
     if (std::chrono::steady_clock::now() > deadline) {
       state.SkipWithError("no fund account after login");
       break;

@@ -26,7 +26,8 @@ void reportFailure(const std::string& message);
 // The bytes in hexadecimal, for messages.
 std::string hexOf(const void* data, std::size_t size);
 
-// vendorTimeToMillis equals vendorTimeToMillisBoost. The first 8 bytes are
+// vendorTimeToMillis equals the reference that always parses with Boost
+// (tests/support/vendor_time_reference.h). The first 8 bytes are
 // the date text, the next 8 the time text, each in a heap block of exactly 8
 // bytes without a terminating NUL (AddressSanitizer sees any read past them);
 // missing bytes are NULs.

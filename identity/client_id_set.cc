@@ -10,13 +10,7 @@ std::string clientIdKey(const ClientId& id) {
 }
 
 XtClientIdSet::XtClientIdSet() = default;
-
-XtClientIdSet::~XtClientIdSet() KS_NO_THREAD_SAFETY_ANALYSIS {
-  // No lock: the owner guarantees that no other operation is running.
-  keyMap.clear();
-  orderMap.clear();
-  requestMap.clear();
-}
+XtClientIdSet::~XtClientIdSet() = default;
 
 void XtClientIdSet::add(int requestId, const ClientId& id) {
   MutexLock lock(mutex);

@@ -18,12 +18,10 @@
 #define KS_CAPABILITY(x) KS_THREAD_ANNOTATION(capability(x))
 #define KS_SCOPED_CAPABILITY KS_THREAD_ANNOTATION(scoped_lockable)
 #define KS_GUARDED_BY(x) KS_THREAD_ANNOTATION(guarded_by(x))
-#define KS_PT_GUARDED_BY(x) KS_THREAD_ANNOTATION(pt_guarded_by(x))
 #define KS_REQUIRES(...) KS_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define KS_EXCLUDES(...) KS_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define KS_ACQUIRE(...) KS_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define KS_RELEASE(...) KS_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
-#define KS_NO_THREAD_SAFETY_ANALYSIS KS_THREAD_ANNOTATION(no_thread_safety_analysis)
 
 namespace kestrel {
 
@@ -35,9 +33,6 @@ class KS_CAPABILITY("mutex") Mutex {
 
   void lock() KS_ACQUIRE() { mu_.lock(); }
   void unlock() KS_RELEASE() { mu_.unlock(); }
-
-  // For std::condition_variable waits; the caller keeps the annotations honest.
-  std::mutex& native() { return mu_; }
 
  private:
   std::mutex mu_;

@@ -1,10 +1,9 @@
 #include "plugin/plugin_entry.h"
 
-#include "plugin/zeroed_new.h"
 #include "session/trade_session_xt.h"
 
 extern "C" KS_PLUGIN_API kestrel::ITradeSession* CreateTradeSession() {
-  return kestrel::newZeroed<kestrel::TradeSessionXT>();
+  return new kestrel::TradeSessionXT();
 }
 
 extern "C" KS_PLUGIN_API const char* GetPluginInfo() { return "Plugin Ver:1.0 CTP Ver:6.3.6"; }

@@ -116,8 +116,6 @@ constexpr ErrorMessageEntry kErrorMessages[] = {
      "\xB5\xC7\xC2\xBC\xB7\xB1\xC3\xA6\xA3\xAC\xC9\xD4\xBA\xF3\xD6\xD8\xCA\xD4"},  // 登录繁忙，稍后重试
 };
 
-constexpr int32_t kNotSupported = 23;
-
 }  // namespace
 
 const char* ErrorMessageTable::messageOf(int32_t code) {
@@ -131,8 +129,22 @@ const char* ErrorMessageTable::messageOf(int32_t code) {
 const ErrorMessageEntry* ErrorMessageTable::begin() { return std::begin(kErrorMessages); }
 const ErrorMessageEntry* ErrorMessageTable::end() { return std::end(kErrorMessages); }
 
-ResultStatus notSupportedStatus() {
-  return ResultStatus{kNotSupported, ErrorMessageTable::messageOf(kNotSupported)};
+ResultStatus notSupportedStatus() { return statusFor(kNotSupported); }
+
+ResultStatus statusFor(ResultCode code) {
+  switch (code) {
+    case kInvalidAddress:
+      return ResultStatus{code, "\xCE\xDE\xD0\xA7\xB5\xD8\xD6\xB7"};  // 无效地址
+    case kNoFundAccount:
+      return ResultStatus{code, "\xCE\xDE\xD7\xCA\xBD\xF0\xD5\xCB\xBA\xC5"};  // 无资金账号
+    case kApiCreationFailed:
+      return ResultStatus{code, "create XtTraderApi fail"};
+    case kNotConnected:
+    case kNotSupported:
+      return ResultStatus{code, ErrorMessageTable::messageOf(code)};
+    default:
+      return ResultStatus{code, std::string()};
+  }
 }
 
 }  // namespace kestrel

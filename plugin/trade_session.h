@@ -4,7 +4,10 @@
 //  1. A host obtains sessions from CreateTradeSession() (plugin/plugin_entry.h)
 //     and owns each one until it calls release(), which destroys it.
 //  2. Typical use: setConfig(), registerSpi(), connect(), login(), trading
-//     requests, logout(), release(). registerSpi() must come before connect().
+//     requests, logout(), release(). registerSpi() belongs before connect():
+//     a session without a callback object (none registered, or
+//     registerSpi(nullptr) while connected) still does all its bookkeeping,
+//     but its events, onDisconnected from release() included, reach nobody.
 //  3. Every request answers at once with a ResultStatus: code 0 when the request
 //     was handed to the vendor library, a failure code when it could not be.
 //     The real answers arrive later through the host's ITradeSessionSpi.

@@ -1,8 +1,9 @@
 // ITradeSessionSpi: the host's callback interface, shared with the host.
 //
 // Contract:
-//  1. The host implements it and hands it to a session with registerSpi(); the
-//     plug-in never owns or deletes it.
+//  1. The host implements it and hands it to a session with registerSpi(),
+//     before connect(); the plug-in never owns or deletes it. Events that
+//     arrive while no callback object is registered reach nobody.
 //  2. Calls arrive on the vendor library's threads (onDisconnected also on a
 //     helper thread of release()), possibly concurrently and possibly before
 //     the request that caused them has returned. An implementation must be

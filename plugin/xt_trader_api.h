@@ -79,6 +79,11 @@ enum ECharCode : int32_t {
   SUBMIT_ALL_FILLED_CHAR = '6',
 };
 
+// The status argument of onAccountStatus.
+enum EAccountStatus : int32_t {
+  ACCOUNT_STATUS_OK = 1,  // the account is logged in and can trade
+};
+
 // The result of a request: success, or an error id with a UTF-8 text.
 class XTI_API XtError {
  public:

@@ -8,21 +8,10 @@
 
 #include "plugin/common.h"
 #include "plugin/platform.h"
-#include "plugin/zeroed_new.h"
 #include "spi/record_conversion.h"
 
 namespace kestrel {
 namespace {
-
-constexpr int32_t kNotConnected = -6;  // the host table's "未连接"
-constexpr int32_t kInvalidAddress = -2;
-constexpr int32_t kNoFundAccount = -3;
-constexpr int32_t kApiCreationFailed = -8;
-constexpr int32_t kRequestFailed = -1;
-
-constexpr char kInvalidAddressText[] = "\xCE\xDE\xD0\xA7\xB5\xD8\xD6\xB7";         // 无效地址
-constexpr char kNoFundAccountText[] = "\xCE\xDE\xD7\xCA\xBD\xF0\xD5\xCB\xBA\xC5";  // 无资金账号
-constexpr char kApiCreationFailedText[] = "create XtTraderApi fail";
 
 constexpr char kAddressPrefixChars[] = "tcp:/";
 constexpr wchar_t kConfigFileSuffix[] = L"\\config\\xt_config";
@@ -33,10 +22,6 @@ constexpr int32_t kHostOpen = 1;
 constexpr int32_t kHostCloseToday = 5;
 constexpr int32_t kHostAnyPrice = 2;
 constexpr int32_t kSpeculation = xti::HEDGE_SPECULATION_CHAR;
-
-ResultStatus notConnected() {
-  return ResultStatus{kNotConnected, ErrorMessageTable::messageOf(kNotConnected)};
-}
 
 ResultStatus requestFailed(const std::exception& e) {
   return ResultStatus{kRequestFailed, e.what()};
@@ -56,65 +41,56 @@ int32_t operationCode(int32_t direction, int32_t offsetFlag) {
 
 }  // namespace
 
-TradeSessionXT::TradeSessionXT()
-    : config(), spi(nullptr), hostSpi(nullptr), api(nullptr), requestCounter(0) {
-  config = SessionConfig();
-  spi = newZeroed<XtTraderSpi>();
-}
+TradeSessionXT::TradeSessionXT() : spi_(new XtTraderSpi) {}
 
 TradeSessionXT::~TradeSessionXT() {
   // Deleted while connected (no release): stop the vendor first, so that it
-  // never calls the receiver destroyed below.
-  if (api != nullptr) {
-    api->shutdown();
-    delete api;
-    api = nullptr;
-  }
-  if (spi != nullptr) {
-    delete spi;
-    spi = nullptr;
+  // never calls the receiver, which is destroyed after this body.
+  if (api_ != nullptr) {
+    api_->shutdown();
+    delete api_;
   }
 }
 
 int TradeSessionXT::getTypeCode() { return kTypeCode; }
 
 ResultStatus TradeSessionXT::setConfig(const SessionConfig& cfg) {
-  config = cfg;
-  spi->config = cfg;
+  config_ = cfg;
+  spi_->setSettings(cfg);
   return successStatus();
 }
 
 ResultStatus TradeSessionXT::registerSpi(ITradeSessionSpi* cb) {
-  hostSpi = cb;
-  spi->hostSpi = cb;
+  hostSpi_ = cb;
+  spi_->setHost(cb);
   return successStatus();
 }
 
 ResultStatus TradeSessionXT::reqAuxiliary(int, const std::string&) { return notSupportedStatus(); }
 
 std::string TradeSessionXT::trimmedServerAddress() const {
-  const std::string& address = config.server.serverAddresses.front().address;
+  const std::string& address = config_.server.serverAddresses.front().address;
   const std::size_t start = address.find_first_not_of(kAddressPrefixChars);
   return start == std::string::npos ? std::string() : address.substr(start);
 }
 
 ResultStatus TradeSessionXT::connect() {
-  if (api != nullptr) return successStatus();
-  if (config.server.serverAddresses.empty()) {
-    return failureStatus(kInvalidAddress, kInvalidAddressText);
+  if (api_ != nullptr) return successStatus();
+  if (config_.server.serverAddresses.empty()) {
+    return statusFor(kInvalidAddress);
   }
   const std::string address = trimmedServerAddress();
-  api = xti::XtTraderApi::createXtTraderApi(address.c_str());
-  if (api == nullptr) return failureStatus(kApiCreationFailed, kApiCreationFailedText);
-  api->setCallback(spi);
+  api_ = xti::XtTraderApi::createXtTraderApi(address.c_str());
+  if (api_ == nullptr) return statusFor(kApiCreationFailed);
+  api_->setCallback(spi_.get());
   const std::string path =
       CodeConvert::unicode_to_gbk(FileSystem::GetServerExeDirectoryW() + kConfigFileSuffix);
-  api->init(path.c_str());
+  api_->init(path.c_str());
   return successStatus();
 }
 
 ResultStatus TradeSessionXT::release() {
-  if (api != nullptr) {
+  if (api_ != nullptr) {
     // joinAll runs on a detached worker: it returns only when the library's
     // threads have ended, which happens after the shutdown below. The worker
     // announces its start through a flag that this thread looks at every
@@ -127,14 +103,14 @@ ResultStatus TradeSessionXT::release() {
     worker.detach();
     while (!started->load()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    api->shutdown();
-    delete api;
-    api = nullptr;
+    api_->shutdown();
+    delete api_;
+    api_ = nullptr;
   }
   // With no host callback registered there is nobody to tell; the session is
   // still stopped and destroyed.
-  if (hostSpi != nullptr) {
-    ITradeSessionSpi* host = hostSpi;
+  if (hostSpi_ != nullptr) {
+    ITradeSessionSpi* host = hostSpi_;
     std::async(std::launch::async, [host] { host->onDisconnected(successStatus()); }).get();
   }
   delete this;
@@ -144,34 +120,28 @@ ResultStatus TradeSessionXT::release() {
 // login and logout before a successful connect answer -6 ("未连接") and draw no
 // request number: there is no vendor object to send them to.
 ResultStatus TradeSessionXT::login() {
-  if (api == nullptr) return notConnected();
-  const int requestId = requestCounter.fetch_add(1) + 1;
-  api->userLogin(config.userName.c_str(), config.password.c_str(), requestId, nullptr, nullptr,
-                 nullptr);
+  if (api_ == nullptr) return statusFor(kNotConnected);
+  const int requestId = requestCounter_.fetch_add(1) + 1;
+  api_->userLogin(config_.userName.c_str(), config_.password.c_str(), requestId, nullptr, nullptr,
+                  nullptr);
   return successStatus();
 }
 
 ResultStatus TradeSessionXT::logout() {
-  if (api == nullptr) return notConnected();
-  const int requestId = requestCounter.fetch_add(1) + 1;
-  api->userLogout(config.userName.c_str(), config.password.c_str(), requestId);
+  if (api_ == nullptr) return statusFor(kNotConnected);
+  const int requestId = requestCounter_.fetch_add(1) + 1;
+  api_->userLogout(config_.userName.c_str(), config_.password.c_str(), requestId);
   return successStatus();
 }
 
-std::string TradeSessionXT::getFundAccount() {
-  MutexLock lock(spi->accountSetMutex);
-  return spi->accountSet.empty() ? std::string() : *spi->accountSet.begin();
-}
-
 ResultStatus TradeSessionXT::sendOrder(int requestId, const AccountOrderNewRequest& request) {
-  const std::string account = getFundAccount();
-  if (account.empty()) return failureStatus(kNoFundAccount, kNoFundAccountText);
-  if (api == nullptr) return notConnected();
+  const std::string account = spi_->fundAccount();
+  if (account.empty()) return statusFor(kNoFundAccount);
+  if (api_ == nullptr) return statusFor(kNotConnected);
 
   xti::COrdinaryOrder order;
   // Filed before the vendor call: its answer may arrive before the call returns.
-  spi->identity->registry->add(requestId, request.clientId);
-  spi->identity->newOrderBook->put(requestId, request);
+  spi_->fileOrder(requestId, request);
 
   copyToField(order.m_strInstrument, request.codeId.code);
   copyToField(order.m_strMarket, exchangeCodeOf(request.codeId.exchange));
@@ -183,7 +153,7 @@ ResultStatus TradeSessionXT::sendOrder(int requestId, const AccountOrderNewReque
   order.m_eHedgeFlag = kSpeculation;  // whatever the request's hedge flag says
   try {
     copyToField(order.m_strAccountID, account);
-    api->placeOrder(&order, requestId, kNoExtra);
+    api_->placeOrder(&order, requestId, kNoExtra);
   } catch (const std::exception& e) {
     return requestFailed(e);  // the filed request stays until an answer or the end
   }
@@ -191,19 +161,19 @@ ResultStatus TradeSessionXT::sendOrder(int requestId, const AccountOrderNewReque
 }
 
 ResultStatus TradeSessionXT::cancelOrder(int requestId, const AccountOrderCancelRequest& request) {
-  if (api == nullptr) return notConnected();
-  spi->identity->cancelBook->put(requestId, request);
+  if (api_ == nullptr) return statusFor(kNotConnected);
+  spi_->fileCancel(requestId, request);
   try {
     if (request.exchangeOrderId.empty()) {
       // The serial of a made-up client id is the vendor order number in decimal.
-      api->cancelOrderById(textToInt(request.clientId.serial), requestId);
+      api_->cancelOrderById(textToInt(request.clientId.serial), requestId);
     } else {
       // No fund account is not an error here: the vendor gets an empty account.
-      const std::string account = getFundAccount();
+      const std::string account = spi_->fundAccount();
       const std::string exchangeCode = exchangeCodeOf(request.codeId.exchange);
-      api->cancelOrderByExchangeId(account.c_str(), request.exchangeOrderId.c_str(),
-                                   exchangeCode.c_str(), request.codeId.code.c_str(), requestId,
-                                   kNoExtra);
+      api_->cancelOrderByExchangeId(account.c_str(), request.exchangeOrderId.c_str(),
+                                    exchangeCode.c_str(), request.codeId.code.c_str(), requestId,
+                                    kNoExtra);
     }
   } catch (const std::exception& e) {
     return requestFailed(e);
@@ -212,11 +182,11 @@ ResultStatus TradeSessionXT::cancelOrder(int requestId, const AccountOrderCancel
 }
 
 ResultStatus TradeSessionXT::query(int requestId, VendorQuery vendorQuery) {
-  const std::string account = getFundAccount();
-  if (account.empty()) return failureStatus(kNoFundAccount, kNoFundAccountText);
-  if (api == nullptr) return notConnected();
+  const std::string account = spi_->fundAccount();
+  if (account.empty()) return statusFor(kNoFundAccount);
+  if (api_ == nullptr) return statusFor(kNotConnected);
   try {
-    (api->*vendorQuery)(account.c_str(), requestId, kNoExtra);
+    (api_->*vendorQuery)(account.c_str(), requestId, kNoExtra);
   } catch (const std::exception& e) {
     return requestFailed(e);
   }

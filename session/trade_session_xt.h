@@ -10,13 +10,19 @@
 //     receiver's (account set, registry, books), one at a time, never across
 //     a vendor call. Each request is filed before it is handed to the vendor,
 //     because the answer may arrive on a vendor thread before the call returns.
-//  3. Requests that need the vendor API object answer -6 (the host table's
-//     "not connected") when there is none, and touch nothing.
+//  3. Before a successful connect: login, logout and cancelOrder answer -6
+//     (the host table's "not connected") and touch nothing; sendOrder and the
+//     five queries look at the fund account first and so answer -3 ("no fund
+//     account"): only a connected vendor names accounts.
+//  4. registerSpi() belongs before connect(). A session without a host
+//     callback still works: vendor events do their bookkeeping and reach
+//     nobody, and release() tells nobody.
 #ifndef KESTREL_SESSION_TRADE_SESSION_XT_H_
 #define KESTREL_SESSION_TRADE_SESSION_XT_H_
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "plugin/trade_session.h"
@@ -48,26 +54,25 @@ class TradeSessionXT : public ITradeSession {
   ResultStatus reqQryOrder(int requestId) override;
   ResultStatus reqQryFill(int requestId) override;
 
-  // The callback receiver, for hosts' tests and tools; owned by the session.
-  XtTraderSpi* callbackReceiver() const { return spi; }
+  // --- Test seam: for tests, benchmarks and fuzz targets only ----------------
+
+  XtTraderSpi& TEST_receiver() { return *spi_; }
 
  private:
   using VendorQuery = void (xti::XtTraderApi::*)(const char*, int, const char*);
 
-  // The fund account to trade on: the smallest logged-in account key, or an
-  // empty text when none is known. Takes the receiver's account-set lock for
-  // the read, so the caller must not hold it.
-  std::string getFundAccount() KS_EXCLUDES(spi->accountSetMutex);
   ResultStatus query(int requestId, VendorQuery vendorQuery);
   // The address of the first configured server, without any leading run of
   // the characters t, c, p, ':' and '/'.
   std::string trimmedServerAddress() const;
 
-  SessionConfig config;
-  XtTraderSpi* spi;                     // owned; never null during the session's life
-  ITradeSessionSpi* hostSpi;            // not owned; null until registerSpi
-  xti::XtTraderApi* api;                // owned; set from a successful connect until release
-  std::atomic<int32_t> requestCounter;  // login and logout request numbers
+  // Touched only by the host's calls, which do not overlap setConfig,
+  // registerSpi, connect or release.
+  SessionConfig config_;
+  std::unique_ptr<XtTraderSpi> spi_;        // owned; never null during the session's life
+  ITradeSessionSpi* hostSpi_ = nullptr;     // not owned; null until registerSpi
+  xti::XtTraderApi* api_ = nullptr;         // owned; from a successful connect until release
+  std::atomic<int32_t> requestCounter_{0};  // login and logout request numbers
 };
 
 }  // namespace kestrel

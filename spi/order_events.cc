@@ -11,17 +11,34 @@
 namespace kestrel {
 namespace {
 
-constexpr int32_t kRequestFailed = -1;
-constexpr int kPushRequestId = -1;
-
 // Vendor status character codes the dispatch looks at.
-constexpr int32_t kStatusRejected = '4';
-constexpr int32_t kStatusCanceled = '5';
-constexpr int32_t kSecondaryPartFilled = '5';
-constexpr int32_t kSecondaryAllFilled = '6';
+constexpr int32_t kStatusRejected = xti::ORDER_REJECTED_CHAR;
+constexpr int32_t kStatusCanceled = xti::ORDER_CANCELED_CHAR;
+constexpr int32_t kSecondaryPartFilled = xti::SUBMIT_PART_FILLED_CHAR;
+constexpr int32_t kSecondaryAllFilled = xti::SUBMIT_ALL_FILLED_CHAR;
 
-ResultStatus failedStatus(const char* utf8Message) {
-  return ResultStatus{kRequestFailed, wrappedErrorText(utf8Message)};
+// The host's record of a pending request that failed: only these fields are
+// written, the rest keep the record's defaults.
+template <typename Request>
+void copyRequestIdentity(const Request& request, OrderRecord& record) {
+  record.header = request.header;
+  record.codeId = request.codeId;
+  record.clientId = request.clientId;
+  record.price = request.price;
+}
+
+void orderRecordFrom(const AccountOrderNewRequest& request, OrderRecord& record) {
+  copyRequestIdentity(request, record);
+  record.volume = request.quantity;
+  record.priceType = request.priceType;
+  record.offsetFlag = request.offsetFlag;
+  record.hedgeFlag = request.hedgeFlag;
+  record.direction = request.direction;
+}
+
+void orderRecordFrom(const AccountOrderCancelRequest& request, OrderRecord& record) {
+  copyRequestIdentity(request, record);
+  record.exchangeOrderId = request.exchangeOrderId;
 }
 
 }  // namespace
@@ -30,14 +47,17 @@ ResultStatus failedStatus(const char* utf8Message) {
 
 void XtTraderSpi::dispatchOrderEvent(const xti::VendorOrder& order) {
   if (order.m_nOrderStatus == kStatusRejected) {
-    reportOrderRejected(order);
+    reportOrderEvent<OrderRecord>(order, toRejectedOrderRecord, &ITradeSessionSpi::onOrderRejected);
   } else if (order.m_nOrderStatus == kStatusCanceled) {
-    reportOrderCanceled(order);
+    reportOrderEvent<OrderRecord>(order, toOrderRecord<OrderRecord>,
+                                  &ITradeSessionSpi::onOrderCanceled);
   } else if (order.m_nOrderSubmitStatus == kSecondaryPartFilled ||
              order.m_nOrderSubmitStatus == kSecondaryAllFilled) {
-    reportOrderFilled(order);
+    reportOrderEvent<OrderFilledRecord>(order, toOrderRecord<OrderFilledRecord>,
+                                        &ITradeSessionSpi::onOrderFilled);
   } else if (order.m_strOrderSysID[0] != '\0') {
-    reportOrderAccepted(order);
+    reportOrderEvent<OrderAcceptedRecord>(order, toOrderRecord<OrderAcceptedRecord>,
+                                          &ITradeSessionSpi::onOrderAccepted);
   }
 }
 
@@ -47,51 +67,25 @@ void XtTraderSpi::reportOrderEvent(const xti::VendorOrder& order, Convert conver
                                                                       const ResultStatus&, int,
                                                                       bool)) {
   Record record;
-  fillAccountHeader(config, record.header);
+  fillAccountHeader(config_, record.header);
   convert(order, record);
-  if (!identity->registry->get(order.m_nOrderID, record.clientId)) {
+  if (!identity_->registry->get(order.m_nOrderID, record.clientId)) {
     fallbackClientId(order.m_nOrderID, record.clientId);
   }
-  (hostSpi->*hostCall)(&record, successStatus(), kPushRequestId, true);
+  (host().*hostCall)(&record, successStatus(), kPushRequestId, true);
 }
 
-void XtTraderSpi::reportOrderRejected(const xti::VendorOrder& order) {
-  reportOrderEvent<OrderRecord>(order, toRejectedOrderRecord, &ITradeSessionSpi::onOrderRejected);
-}
-
-void XtTraderSpi::reportOrderCanceled(const xti::VendorOrder& order) {
-  reportOrderEvent<OrderRecord>(order, toCanceledOrderRecord, &ITradeSessionSpi::onOrderCanceled);
-}
-
-void XtTraderSpi::reportOrderFilled(const xti::VendorOrder& order) {
-  reportOrderEvent<OrderFilledRecord>(order, toFilledOrderRecord, &ITradeSessionSpi::onOrderFilled);
-}
-
-void XtTraderSpi::reportOrderAccepted(const xti::VendorOrder& order) {
-  reportOrderEvent<OrderAcceptedRecord>(order, toAcceptedOrderRecord,
-                                        &ITradeSessionSpi::onOrderAccepted);
-}
-
-void XtTraderSpi::orderRecordFromNewRequest(const AccountOrderNewRequest& request,
-                                            OrderRecord& record) {
-  record.header = request.header;
-  record.codeId = request.codeId;
-  record.clientId = request.clientId;
-  record.volume = request.quantity;
-  record.price = request.price;
-  record.priceType = request.priceType;
-  record.offsetFlag = request.offsetFlag;
-  record.hedgeFlag = request.hedgeFlag;
-  record.direction = request.direction;
-}
-
-void XtTraderSpi::orderRecordFromCancelRequest(const AccountOrderCancelRequest& request,
-                                               OrderRecord& record) {
-  record.header = request.header;
-  record.codeId = request.codeId;
-  record.clientId = request.clientId;
-  record.exchangeOrderId = request.exchangeOrderId;
-  record.price = request.price;
+template <typename Request>
+void XtTraderSpi::reportPendingFailure(
+    PendingOrderBook<Request>& book, int requestId, const char* utf8Message,
+    void (ITradeSessionSpi::*hostCall)(const OrderRecord*, const ResultStatus&, int, bool)) {
+  Request pending;
+  if (!book.take(requestId, pending)) return;
+  OrderRecord record;
+  orderRecordFrom(pending, record);
+  record.statusMessage = bareErrorText(utf8Message);
+  (host().*hostCall)(&record, ResultStatus{kRequestFailed, wrappedErrorText(utf8Message)},
+                     requestId, true);
 }
 
 // --- Replies and failure pushes ---------------------------------------------
@@ -100,31 +94,23 @@ void XtTraderSpi::onOrderReply(int requestId, int orderId, const char*, const xt
   runHandler([&] {
     if (error.isSuccess()) {
       // Registry first: from here on pushes of this order carry the host's id.
-      identity->registry->update(requestId, orderId);
-      identity->newOrderBook->erase(requestId);
-      return;
+      identity_->registry->update(requestId, orderId);
+      identity_->newOrderBook->erase(requestId);
+    } else {
+      reportPendingFailure(*identity_->newOrderBook, requestId, error.errorMsg(),
+                           &ITradeSessionSpi::onOrderRejected);
     }
-    AccountOrderNewRequest pending;
-    if (!identity->newOrderBook->take(requestId, pending)) return;
-    OrderRecord record;
-    orderRecordFromNewRequest(pending, record);
-    record.statusMessage = bareErrorText(error.errorMsg());
-    hostSpi->onOrderRejected(&record, failedStatus(error.errorMsg()), requestId, true);
   });
 }
 
 void XtTraderSpi::cancelReply(int requestId, const xti::XtError& error) {
   runHandler([&] {
     if (error.isSuccess()) {
-      identity->cancelBook->erase(requestId);
-      return;
+      identity_->cancelBook->erase(requestId);
+    } else {
+      reportPendingFailure(*identity_->cancelBook, requestId, error.errorMsg(),
+                           &ITradeSessionSpi::onOrderCanceled);
     }
-    AccountOrderCancelRequest pending;
-    if (!identity->cancelBook->take(requestId, pending)) return;
-    OrderRecord record;
-    orderRecordFromCancelRequest(pending, record);
-    record.statusMessage = bareErrorText(error.errorMsg());
-    hostSpi->onOrderCanceled(&record, failedStatus(error.errorMsg()), requestId, true);
   });
 }
 
@@ -139,30 +125,18 @@ void XtTraderSpi::onCancelReply2(int requestId, const xti::XtError& error) {
 void XtTraderSpi::onOrderErrorPush(const xti::VendorOrderError* data) {
   if (data == nullptr) return;
   runHandler([&] {
-    const int requestId = data->m_nRequestID;
-    AccountOrderNewRequest pending;
-    if (!identity->newOrderBook->take(requestId, pending)) return;
-    std::string message = fieldText(data->m_strErrorMsg);
-    const ResultStatus status = failedStatus(message.c_str());
-    OrderRecord record;
-    orderRecordFromNewRequest(pending, record);
-    record.statusMessage = gbkText(std::move(message));
-    hostSpi->onOrderRejected(&record, status, requestId, true);
+    reportPendingFailure(*identity_->newOrderBook, data->m_nRequestID,
+                         fieldText(data->m_strErrorMsg).c_str(),
+                         &ITradeSessionSpi::onOrderRejected);
   });
 }
 
 void XtTraderSpi::onCancelErrorPush(const xti::VendorOrderError* data) {
   if (data == nullptr) return;
   runHandler([&] {
-    const int requestId = data->m_nRequestID;
-    AccountOrderCancelRequest pending;
-    if (!identity->cancelBook->take(requestId, pending)) return;
-    std::string message = fieldText(data->m_strErrorMsg);
-    const ResultStatus status = failedStatus(message.c_str());
-    OrderRecord record;
-    orderRecordFromCancelRequest(pending, record);
-    record.statusMessage = gbkText(std::move(message));
-    hostSpi->onOrderCanceled(&record, status, requestId, true);
+    reportPendingFailure(*identity_->cancelBook, data->m_nRequestID,
+                         fieldText(data->m_strErrorMsg).c_str(),
+                         &ITradeSessionSpi::onOrderCanceled);
   });
 }
 
@@ -174,11 +148,11 @@ void XtTraderSpi::onOrderPush(const xti::VendorOrder* data) {
 }
 
 void XtTraderSpi::onAccountStatus(const char* accountId, int, int status) {
-  if (accountId == nullptr || status != 1) return;
+  if (accountId == nullptr || status != xti::ACCOUNT_STATUS_OK) return;
   runHandler([&] {
     std::string key(accountId);
-    MutexLock lock(accountSetMutex);
-    accountSet.insert(std::move(key));
+    MutexLock lock(accountSetMutex_);
+    accountSet_.insert(std::move(key));
   });
 }
 

@@ -16,17 +16,17 @@ void XtTraderSpi::replyRecords(int requestId, const VendorRecord* data, bool isL
                                Build build) {
   runHandler([&] {
     if (!error.isSuccess()) {
-      (hostSpi->*hostCall)(nullptr, ResultStatus{-1, wrappedErrorText(error.errorMsg())}, requestId,
-                           isLast);
+      (host().*hostCall)(nullptr, ResultStatus{kRequestFailed, wrappedErrorText(error.errorMsg())},
+                         requestId, isLast);
       return;
     }
     if (data == nullptr) {
-      (hostSpi->*hostCall)(nullptr, successStatus(), requestId, isLast);
+      (host().*hostCall)(nullptr, successStatus(), requestId, isLast);
       return;
     }
     HostRecord record;
     build(*data, record);
-    (hostSpi->*hostCall)(&record, successStatus(), requestId, isLast);
+    (host().*hostCall)(&record, successStatus(), requestId, isLast);
   });
 }
 
@@ -35,7 +35,7 @@ void XtTraderSpi::onAccountDetailReply(const char*, int requestId,
                                        const xti::XtError& error) {
   replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onAccountFundsResponse,
                [this](const xti::VendorAccountDetail& detail, AccountFunds& record) {
-                 fillAccountHeader(config, record.header);
+                 fillAccountHeader(config_, record.header);
                  toAccountFunds(detail, record);
                });
 }
@@ -44,8 +44,8 @@ void XtTraderSpi::onOrderDetailReply(const char*, int requestId, const xti::Vend
                                      bool isLast, const xti::XtError& error) {
   replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onOrdersResponse,
                [this](const xti::VendorOrder& order, OrderDetailRecord& record) {
-                 fillAccountHeader(config, record.header);
-                 toOrderDetailRecord(order, record);
+                 fillAccountHeader(config_, record.header);
+                 toOrderRecord(order, record);
                  // Query records always carry the made-up id; the event that
                  // follows consults the registry.
                  fallbackClientId(order.m_nOrderID, record.clientId);
@@ -60,7 +60,7 @@ void XtTraderSpi::onDealDetailReply(const char*, int requestId, const xti::Vendo
                                     bool isLast, const xti::XtError& error) {
   replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onFillsResponse,
                [this](const xti::VendorDeal& deal, FillRecord& record) {
-                 fillAccountHeader(config, record.header);
+                 fillAccountHeader(config_, record.header);
                  toFillRecord(deal, record);
                });
 }
@@ -70,7 +70,7 @@ void XtTraderSpi::onPositionDetailReply(const char*, int requestId,
                                         const xti::XtError& error) {
   replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onPositionDetailsResponse,
                [this](const xti::VendorPositionDetail& detail, PositionDetailRecord& record) {
-                 toPositionDetailRecord(detail, config, record);
+                 toPositionDetailRecord(detail, config_, record);
                });
 }
 
@@ -78,7 +78,7 @@ void XtTraderSpi::onPositionReply(const char*, int requestId, const xti::VendorP
                                   bool isLast, const xti::XtError& error) {
   replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onPositionsResponse,
                [this](const xti::VendorPosition& position, PositionRecord& record) {
-                 fillAccountHeader(config, record.header);
+                 fillAccountHeader(config_, record.header);
                  toPositionRecord(position, record);
                });
 }
@@ -87,11 +87,11 @@ void XtTraderSpi::onDealPush(const xti::VendorDeal* data) {
   if (data == nullptr) return;
   runHandler([&] {
     FillRecord record;
-    fillAccountHeader(config, record.header);
+    fillAccountHeader(config_, record.header);
     toFillRecord(*data, record);
     // Known order: the host's id; unknown: both texts stay empty.
-    identity->registry->get(data->m_nOrderID, record.clientId);
-    hostSpi->onFill(&record, successStatus(), -1, true);
+    identity_->registry->get(data->m_nOrderID, record.clientId);
+    host().onFill(&record, successStatus(), kPushRequestId, true);
   });
 }
 

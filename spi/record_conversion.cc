@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 #include "plugin/common.h"
@@ -73,22 +74,36 @@ int32_t exchangeIdOfField(const char (&field)[N]) {
   return exchangeIdOf(fieldText(field));
 }
 
+// The instrument block of every converted record but the position detail.
+template <typename Record, std::size_t E, std::size_t I>
+void fillInstrument(Record& record, const char (&exchange)[E], const char (&instrument)[I]) {
+  record.codeId.kind = kInstrumentKind;
+  record.codeId.exchange = exchangeIdOfField(exchange);
+  assignField(record.codeId.code, instrument);
+}
+
+// The four mapped codes of every order and fill record.
+template <typename Record>
+void fillCodes(Record& record, int32_t priceType, int32_t offset, int32_t hedge,
+               int32_t direction) {
+  record.priceType = hostPriceType(priceType);
+  record.offsetFlag = hostOffsetFlag(offset);
+  record.hedgeFlag = hostHedgeFlag(hedge);
+  record.direction = hostDirection(direction);
+}
+
 // Members that OrderDetailRecord, OrderRecord, OrderAcceptedRecord and
 // OrderFilledRecord share under the same names.
 template <typename Record>
 void fillOrderCommon(const xti::VendorOrder& order, Record& record) {
-  record.codeId.kind = 1;
-  record.codeId.exchange = exchangeIdOfField(order.m_strExchangeID);
-  assignField(record.codeId.code, order.m_strInstrumentID);
+  fillInstrument(record, order.m_strExchangeID, order.m_strInstrumentID);
   assignField(record.exchangeOrderId, order.m_strOrderSysID);
   record.statusMessage = gbkFieldText(order.m_strErrorMsg);
   record.orderTime = vendorTimeToMillis(order.m_strInsertDate, order.m_strInsertTime);
   record.volume = order.m_nVolumeTotalOriginal;
   record.price = order.m_dLimitPrice;
-  record.priceType = hostPriceType(order.m_nPriceType);
-  record.offsetFlag = hostOffsetFlag(order.m_nOffsetFlag);
-  record.hedgeFlag = hostHedgeFlag(order.m_nHedgeFlag);
-  record.direction = hostDirection(order.m_nDirection);
+  fillCodes(record, order.m_nPriceType, order.m_nOffsetFlag, order.m_nHedgeFlag,
+            order.m_nDirection);
 }
 
 }  // namespace
@@ -168,8 +183,8 @@ void fillAccountHeader(const SessionConfig& config, AccountHeader& header) {
   header.accountCode = config.configCode;
   header.configText = config.configText;
   header.userName = config.userName;
-  header.codeA = 0;
-  header.codeB = 1;
+  header.codeA = kHeaderCodeA;
+  header.codeB = kHeaderCodeB;
 }
 
 std::string gbkText(std::string utf8Text) {
@@ -194,44 +209,34 @@ std::string bareErrorText(const char* utf8Message) {
   return utf8Message == nullptr ? std::string() : gbkText(std::string(utf8Message));
 }
 
-void toOrderDetailRecord(const xti::VendorOrder& order, OrderDetailRecord& record) {
+template <typename Record>
+void toOrderRecord(const xti::VendorOrder& order, Record& record) {
   fillOrderCommon(order, record);
-  record.firstAmount = order.m_dTradeAmount;
-  record.secondAmount = order.m_dAveragePrice;
+  if constexpr (std::is_same_v<Record, OrderDetailRecord> ||
+                std::is_same_v<Record, OrderAcceptedRecord>) {
+    record.firstAmount = order.m_dTradeAmount;
+    record.secondAmount = order.m_dAveragePrice;
+  }
 }
+
+template void toOrderRecord(const xti::VendorOrder&, OrderDetailRecord&);
+template void toOrderRecord(const xti::VendorOrder&, OrderRecord&);
+template void toOrderRecord(const xti::VendorOrder&, OrderAcceptedRecord&);
+template void toOrderRecord(const xti::VendorOrder&, OrderFilledRecord&);
 
 void toRejectedOrderRecord(const xti::VendorOrder& order, OrderRecord& record) {
   fillOrderCommon(order, record);
   record.exchangeOrderId.clear();  // a rejected order never carries the exchange's id
 }
 
-void toCanceledOrderRecord(const xti::VendorOrder& order, OrderRecord& record) {
-  fillOrderCommon(order, record);
-}
-
-void toAcceptedOrderRecord(const xti::VendorOrder& order, OrderAcceptedRecord& record) {
-  fillOrderCommon(order, record);
-  record.firstAmount = order.m_dTradeAmount;
-  record.secondAmount = order.m_dAveragePrice;
-}
-
-void toFilledOrderRecord(const xti::VendorOrder& order, OrderFilledRecord& record) {
-  fillOrderCommon(order, record);
-}
-
 void toFillRecord(const xti::VendorDeal& deal, FillRecord& record) {
-  record.codeId.kind = 1;
-  record.codeId.exchange = exchangeIdOfField(deal.m_strExchangeID);
-  assignField(record.codeId.code, deal.m_strInstrumentID);
+  fillInstrument(record, deal.m_strExchangeID, deal.m_strInstrumentID);
   assignField(record.fillReference, deal.m_strTradeID);
   assignField(record.fillReference2, deal.m_strOrderSysID);
   record.fillTime = vendorTimeToMillis(deal.m_strTradeDate, deal.m_strTradeTime);
   record.volume = deal.m_nVolume;
   record.price = deal.m_dPrice;
-  record.priceType = hostPriceType(deal.m_nPriceType);
-  record.offsetFlag = hostOffsetFlag(deal.m_nOffsetFlag);
-  record.hedgeFlag = hostHedgeFlag(deal.m_nHedgeFlag);
-  record.direction = hostDirection(deal.m_nDirection);
+  fillCodes(record, deal.m_nPriceType, deal.m_nOffsetFlag, deal.m_nHedgeFlag, deal.m_nDirection);
 }
 
 void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record) {
@@ -250,13 +255,11 @@ void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record
 }
 
 void toPositionRecord(const xti::VendorPosition& position, PositionRecord& record) {
-  record.codeId.kind = 1;
-  record.codeId.exchange = exchangeIdOfField(position.m_strExchangeID);
-  assignField(record.codeId.code, position.m_strInstrumentID);
+  fillInstrument(record, position.m_strExchangeID, position.m_strInstrumentID);
   const bool set = flagSet(position.m_bIsToday);
   (set ? record.volumeWhenSet : record.volumeWhenClear) = position.m_nPosition;
   record.twoValueCode = hostDirection(position.m_nDirection);
-  record.side = set ? 1 : 2;
+  record.side = set ? kSideSet : kSideClear;
 }
 
 void toPositionDetailRecord(const xti::VendorPositionDetail& detail, const SessionConfig& config,
@@ -275,7 +278,7 @@ void toPositionDetailRecord(const xti::VendorPositionDetail& detail, const Sessi
   record.detailNumber2 = textToIntClamped(fieldText(detail.m_strOpenDate).c_str());
   assignField(record.detailReference, detail.m_strTradeID);
   record.twoValueCode = hostDirection(detail.m_nDirection);
-  record.side = flagSet(detail.m_bIsToday) ? 1 : 2;
+  record.side = flagSet(detail.m_bIsToday) ? kSideSet : kSideClear;
   // The vendor's 32-bit sum, wrapping as 32-bit arithmetic does, then widened.
   const uint32_t sum =
       static_cast<uint32_t>(detail.m_nFrozenVolume) + static_cast<uint32_t>(detail.m_nVolume);

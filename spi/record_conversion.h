@@ -16,6 +16,17 @@
 
 namespace kestrel {
 
+// --- Values the plug-in writes into host records ------------------------------
+
+constexpr int kPushRequestId = -1;          // request number of every push and order event
+constexpr int32_t kInstrumentKind = 1;      // CodeId::kind of all but the position detail
+constexpr int32_t kHeaderCodeA = 0;         // AccountHeader::codeA of every reported record
+constexpr int32_t kHeaderCodeB = 1;         // AccountHeader::codeB of every reported record
+constexpr int32_t kSideSet = 1;             // position side when the vendor's side flag is set
+constexpr int32_t kSideClear = 2;           // ... when it is clear
+constexpr int64_t kLoginStateLoggedIn = 1;  // LoginReply::loginState after a login
+constexpr int32_t kLoginKind = 2;           // LoginReply::loginKind after a login
+
 // --- Shared rules ------------------------------------------------------------
 
 // Vendor character code -> host code. The one mapping table of the plug-in:
@@ -41,9 +52,6 @@ std::string exchangeCodeOf(int32_t exchangeNumber);
 // 9999). Canonical texts take a fixed-format path; every other text is parsed
 // by Boost date_time, whose result is the reference.
 int64_t vendorTimeToMillis(const char* date, const char* time);
-
-// The reference: always parses with Boost date_time.
-int64_t vendorTimeToMillisBoost(const char* date, const char* time);
 
 // A text read as a base-10 integer the way std::stol reads it (leading white
 // space, an optional sign, digits up to the first non-digit). -1 when no digit
@@ -76,11 +84,13 @@ std::string bareErrorText(const char* utf8Message);
 
 // --- Record conversions (the caller has already set the header) -------------
 
-void toOrderDetailRecord(const xti::VendorOrder& order, OrderDetailRecord& record);
+// A vendor order as any of the host's order records: OrderDetailRecord,
+// OrderRecord (a cancelled order), OrderAcceptedRecord, OrderFilledRecord.
+// The detail and the accepted record also take the two amounts.
+template <typename Record>
+void toOrderRecord(const xti::VendorOrder& order, Record& record);
+// A rejected order: as a cancelled one, but without the exchange's order id.
 void toRejectedOrderRecord(const xti::VendorOrder& order, OrderRecord& record);
-void toCanceledOrderRecord(const xti::VendorOrder& order, OrderRecord& record);
-void toAcceptedOrderRecord(const xti::VendorOrder& order, OrderAcceptedRecord& record);
-void toFilledOrderRecord(const xti::VendorOrder& order, OrderFilledRecord& record);
 void toFillRecord(const xti::VendorDeal& deal, FillRecord& record);
 void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record);
 void toPositionRecord(const xti::VendorPosition& position, PositionRecord& record);

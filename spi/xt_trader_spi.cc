@@ -1,4 +1,5 @@
-// XtTraderSpi: construction, destruction, connection and login events.
+// XtTraderSpi: construction, what the session asks of the receiver, and the
+// connection and login events.
 #include "spi/xt_trader_spi.h"
 
 #include "plugin/common.h"
@@ -8,29 +9,33 @@
 namespace kestrel {
 namespace {
 
-constexpr int32_t kConnectionLost = -7;
-constexpr int32_t kLoginFailed = -11;
-constexpr int32_t kLogoutFailed = -12;
 constexpr char kTradingCalendar[] = "pfcode.SHFE";
+
+// Where the events of a receiver without a host go: ITradeSessionSpi's own
+// operations do nothing.
+ITradeSessionSpi* nobody() {
+  static ITradeSessionSpi host;
+  return &host;
+}
 
 }  // namespace
 
-XtTraderSpi::XtTraderSpi() : hostSpi(nullptr), identity(nullptr), config() {
-  identity.reset(new OrderIdentityContext);
+XtTraderSpi::XtTraderSpi() : host_(nobody()), identity_(new OrderIdentityContext) {}
+
+XtTraderSpi::~XtTraderSpi() = default;
+
+void XtTraderSpi::setHost(ITradeSessionSpi* host) {
+  host_.store(host != nullptr ? host : nobody(), std::memory_order_release);
 }
 
-XtTraderSpi::~XtTraderSpi() {
-  // The identity context goes first (cancel book, new-order book, registry);
-  // the mutex, the account set and the settings follow in member order.
-  identity.reset();
-}
+void XtTraderSpi::setSettings(const SessionConfig& config) { config_ = config; }
 
 void XtTraderSpi::onConnected(bool success, const char* errorMsg) {
   runHandler([&] {
     if (success) {
-      hostSpi->onConnected(successStatus());
+      host().onConnected(successStatus());
     } else {
-      hostSpi->onDisconnected(ResultStatus{kConnectionLost, wrappedErrorText(errorMsg)});
+      host().onDisconnected(ResultStatus{kConnectionLost, wrappedErrorText(errorMsg)});
     }
   });
 }
@@ -39,26 +44,26 @@ void XtTraderSpi::onUserLogin(const char*, const char*, int, const xti::XtError&
   runHandler([&] {
     LoginReply reply;
     if (!error.isSuccess()) {
-      hostSpi->onLogin(ResultStatus{kLoginFailed, wrappedErrorText(error.errorMsg())}, reply);
+      host().onLogin(ResultStatus{kLoginFailed, wrappedErrorText(error.errorMsg())}, reply);
       return;
     }
-    reply.loginState = 1;
+    reply.loginState = kLoginStateLoggedIn;
     reply.loginStamp = timestampText();
     {
       const TradeTime calendar(kTradingCalendar);
-      reply.tradingDay = calendar.GetTradingDay(nullptr, TrdDayForward);
+      reply.tradingDay = calendar.GetTradingDay(loginTime_, TrdDayForward);
     }
-    reply.loginKind = 2;
-    hostSpi->onLogin(successStatus(), reply);
+    reply.loginKind = kLoginKind;
+    host().onLogin(successStatus(), reply);
   });
 }
 
 void XtTraderSpi::onUserLogout(const char*, const char*, int, const xti::XtError& error) {
   runHandler([&] {
     if (error.isSuccess()) {
-      hostSpi->onLogout(successStatus());
+      host().onLogout(successStatus());
     } else {
-      hostSpi->onLogout(ResultStatus{kLogoutFailed, wrappedErrorText(error.errorMsg())});
+      host().onLogout(ResultStatus{kLogoutFailed, wrappedErrorText(error.errorMsg())});
     }
   });
 }

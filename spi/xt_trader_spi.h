@@ -10,8 +10,10 @@
 //     operation, never two at once, and never while calling the host.
 //  3. Each handler turns one vendor event into at most one host call (the order
 //     query reply into one plus at most one order event), through the host
-//     callback registered with the session. The host must register it before
-//     connecting: handlers do not test it for null.
+//     callback the session registered with setHost(). The host registers it
+//     before connecting; if it breaks that rule (no callback at all, or
+//     registerSpi(nullptr) while connected), every event still does its
+//     bookkeeping (books, registry, account set) and reaches nobody.
 //  4. An exception thrown by the host's callback is caught at the end of the
 //     handler and dropped: it must never unwind into the vendor library's
 //     thread. Every book and registry change of the event is made before the
@@ -21,11 +23,13 @@
 #ifndef KESTREL_SPI_XT_TRADER_SPI_H_
 #define KESTREL_SPI_XT_TRADER_SPI_H_
 
+#include <atomic>
 #include <memory>
 #include <set>
 #include <string>
 
 #include "identity/order_identity_context.h"
+#include "plugin/common.h"
 #include "plugin/host_records.h"
 #include "plugin/mutex.h"
 #include "plugin/trade_session_spi.h"
@@ -39,6 +43,39 @@ class XtTraderSpi : public xti::XtTraderApiCallback {
   ~XtTraderSpi() override;
   XtTraderSpi(const XtTraderSpi&) = delete;
   XtTraderSpi& operator=(const XtTraderSpi&) = delete;
+
+  // --- What the session asks of the receiver, on host threads ----------------
+
+  // The host callback every event goes to; null sends events to nobody. Safe
+  // at any time: an event already under way may still reach the old one.
+  void setHost(ITradeSessionSpi* host);
+
+  // The settings every reported record's account header is built from.
+  // REQUIRES: no vendor callback can run (the host's rule for setConfig).
+  void setSettings(const SessionConfig& config);
+
+  // The fund account to trade on: the smallest logged-in account key, or an
+  // empty text when none is known.
+  [[nodiscard]] std::string fundAccount() KS_EXCLUDES(accountSetMutex_) {
+    MutexLock lock(accountSetMutex_);
+    return accountSet_.empty() ? std::string() : *accountSet_.begin();
+  }
+
+  // Files an order before it goes to the vendor, whose answer may arrive
+  // before the vendor call returns: its client id under the request number
+  // in the registry, then a copy in the new-order book. An allocation failure
+  // leaves whatever was filed before it.
+  void fileOrder(int requestId, const AccountOrderNewRequest& request) {
+    identity_->registry->add(requestId, request.clientId);
+    identity_->newOrderBook->put(requestId, request);
+  }
+
+  // Files a copy of a cancel in the cancel book, before it goes to the vendor.
+  void fileCancel(int requestId, const AccountOrderCancelRequest& request) {
+    identity_->cancelBook->put(requestId, request);
+  }
+
+  // --- Vendor callbacks, on vendor threads ------------------------------------
 
   // Connection and login (vendor slots 1, 2, 3).
   void onConnected(bool success, const char* errorMsg) override;
@@ -72,39 +109,35 @@ class XtTraderSpi : public xti::XtTraderApiCallback {
                        bool isLast, const xti::XtError& error) override;
   void onDealPush(const xti::VendorDeal* data) override;
 
+  // --- Test seam: for tests, benchmarks and fuzz targets only ----------------
+
+  OrderIdentityContext& TEST_identity() { return *identity_; }
+  // The moment a successful login takes its trading day for; null (the
+  // default) is the current time.
+  void TEST_setLoginTime(const Timestamp* at) { loginTime_ = at; }
+
+ private:
+  // The registered host, or one whose every operation does nothing.
+  ITradeSessionSpi& host() const { return *host_.load(std::memory_order_acquire); }
+
   // Order-status dispatch: at most one of the four order events, by the first
   // rule that holds: status '4' rejected; status '5' cancelled; secondary
   // status '5' or '6' filled; a non-empty exchange order id accepted.
   void dispatchOrderEvent(const xti::VendorOrder& order);
-  void reportOrderRejected(const xti::VendorOrder& order);
-  void reportOrderCanceled(const xti::VendorOrder& order);
-  void reportOrderFilled(const xti::VendorOrder& order);
-  void reportOrderAccepted(const xti::VendorOrder& order);
 
-  // The host's record for a pending request that failed; only the listed
-  // fields are written, the rest keep the record's defaults.
-  static void orderRecordFromNewRequest(const AccountOrderNewRequest& request, OrderRecord& record);
-  static void orderRecordFromCancelRequest(const AccountOrderCancelRequest& request,
-                                           OrderRecord& record);
-
-  // --- Members, in this order ----------------------------------------------
-
-  // Set by the session (registerSpi) before connect; not owned.
-  ITradeSessionSpi* hostSpi;
-  // Owned; made in the constructor, never replaced, released first.
-  std::unique_ptr<OrderIdentityContext> identity;
-  // Written by the session (setConfig) only while no callback can run; read
-  // without a lock for every account header.
-  SessionConfig config;
-  // The logged-in fund accounts, smallest key first. Only grows.
-  std::set<std::string> accountSet KS_GUARDED_BY(accountSetMutex);
-  Mutex accountSetMutex;
-
- private:
+  // One order event: the record converted from the vendor's order, with the
+  // registered client id or the made-up one, request number -1, code 0.
   template <typename Record, typename Convert>
   void reportOrderEvent(const xti::VendorOrder& order, Convert convert,
                         void (ITradeSessionSpi::*hostCall)(const Record*, const ResultStatus&, int,
                                                            bool));
+
+  // A failed order or cancel: takes the pending request out of `book` and, if
+  // it was there, reports it with code -1 and the vendor's text.
+  template <typename Request>
+  void reportPendingFailure(PendingOrderBook<Request>& book, int requestId, const char* utf8Message,
+                            void (ITradeSessionSpi::*hostCall)(const OrderRecord*,
+                                                               const ResultStatus&, int, bool));
 
   template <typename VendorRecord, typename HostRecord, typename Build>
   void replyRecords(int requestId, const VendorRecord* data, bool isLast, const xti::XtError& error,
@@ -113,6 +146,21 @@ class XtTraderSpi : public xti::XtTraderApiCallback {
                     Build build);
 
   void cancelReply(int requestId, const xti::XtError& error);
+
+  // --- Members, destroyed in reverse order: identity first -------------------
+
+  // Written on host threads by setHost, read by every handler; never null.
+  std::atomic<ITradeSessionSpi*> host_;
+  // Written by setSettings only while no callback can run; read without a
+  // lock for every account header.
+  SessionConfig config_;
+  // The logged-in fund accounts, smallest key first. Only grows.
+  std::set<std::string> accountSet_ KS_GUARDED_BY(accountSetMutex_);
+  Mutex accountSetMutex_;
+  // Owned; each of its members locks itself.
+  std::unique_ptr<OrderIdentityContext> identity_;
+  // Set only by tests, before the events it is meant for.
+  const Timestamp* loginTime_ = nullptr;
 };
 
 }  // namespace kestrel

@@ -1,215 +1,181 @@
-// The plug-in boundary: entry points, the order of the virtual operations the
-// host and the vendor call by position, and the unsupported operations.
+// The plug-in boundary: the vtable positions the host and the vendor call by,
+// the entry points, the unsupported operations and the host's message table.
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "plugin/common.h"
 #include "plugin/plugin_entry.h"
-#include "plugin/trade_session_spi.h"
 #include "plugin/xt_trader_api.h"
 #include "session/trade_session_xt.h"
 
 namespace kestrel {
 namespace {
 
-struct SessionDeleter {
-  void operator()(ITradeSession* s) const { delete s; }
-};
-using SessionPtr = std::unique_ptr<ITradeSession, SessionDeleter>;
-
 #if defined(__x86_64__) && defined(__GNUC__)
 // Under the Itanium C++ ABI a pointer to a virtual member function holds one
-// plus the operation's byte offset in the vtable. The virtual destructor takes
-// two entries, so the n-th declared operation after it sits at entry n + 1.
+// plus the operation's byte offset in the vtable; the virtual destructor
+// takes two entries, so declared operation n after it sits at entry n + 1.
 template <typename MemberFunction>
 std::ptrdiff_t vtableEntry(MemberFunction function) {
-  static_assert(sizeof(function) == 2 * sizeof(std::ptrdiff_t), "Itanium member pointer");
   std::ptrdiff_t words[2];
+  static_assert(sizeof(function) == sizeof(words), "Itanium member pointer");
   std::memcpy(words, &function, sizeof(words));
-  if ((words[0] & 1) == 0) return -1;  // not virtual
-  return (words[0] - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+  return (words[0] & 1) == 0 ? -1 : (words[0] - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
-// Position p (1 = the destructor) of ITradeSession is vtable entry p.
-TEST(InterfaceLayout, SessionOperationsSitAtTheirPositions) {
+// Session position p (1 = the destructor) is entry p; host callback and
+// vendor slot s (0 = the destructor) is entry s + 1.
+TEST(InterfaceLayout, OperationsSitAtTheirPositions) {
   using S = ITradeSession;
-  EXPECT_EQ(vtableEntry(&S::getTypeCode), 2);
-  EXPECT_EQ(vtableEntry(&S::setConfig), 3);
-  EXPECT_EQ(vtableEntry(&S::registerSpi), 4);
-  EXPECT_EQ(vtableEntry(&S::connect), 5);
-  EXPECT_EQ(vtableEntry(&S::easyConnect), 6);
-  EXPECT_EQ(vtableEntry(&S::reqAuxiliary), 7);
-  EXPECT_EQ(vtableEntry(&S::login), 8);
-  EXPECT_EQ(vtableEntry(&S::logout), 9);
-  EXPECT_EQ(vtableEntry(&S::release), 10);
-  EXPECT_EQ(vtableEntry(&S::reqSessionInit), 11);
-  EXPECT_EQ(vtableEntry(&S::reqPasswordUpdate), 12);
-  EXPECT_EQ(vtableEntry(&S::getCurrencyRate), 13);
-  EXPECT_EQ(vtableEntry(&S::getClientSystemInfo), 14);
-  EXPECT_EQ(vtableEntry(&S::getTradingAccountToken), 15);
-  EXPECT_EQ(vtableEntry(&S::sendOrder), 16);
-  EXPECT_EQ(vtableEntry(&S::cancelOrder), 17);
-  EXPECT_EQ(vtableEntry(&S::sendExecutiveOrder), 18);
-  EXPECT_EQ(vtableEntry(&S::cancelExecutiveOrder), 19);
-  EXPECT_EQ(vtableEntry(&S::reqQryExecutiveOrder), 20);
-  EXPECT_EQ(vtableEntry(&S::reqQryTradingAccount), 21);
-  EXPECT_EQ(vtableEntry(&S::reqQryPosition), 22);
-  EXPECT_EQ(vtableEntry(&S::reqQryPositionDetail), 23);
-  EXPECT_EQ(vtableEntry(&S::reqQryOrder), 24);
-  EXPECT_EQ(vtableEntry(&S::reqQryInstrument), 25);
-  EXPECT_EQ(vtableEntry(&S::reqQryFill), 26);
-  EXPECT_EQ(vtableEntry(&S::reqCrashReturn), 27);
-  EXPECT_EQ(vtableEntry(&S::reqTradingAccountPasswordUpdate), 51);
-  // TradeSessionXT overrides in place; it adds no operation before them.
-  EXPECT_EQ(vtableEntry(&TradeSessionXT::reqQryPositionDetail), 23);
-  EXPECT_EQ(vtableEntry(&TradeSessionXT::reqQryFill), 26);
-}
-
-// Host callback slot s (0 = the destructor) is vtable entry s + 1.
-TEST(InterfaceLayout, HostCallbacksSitAtTheirSlots) {
   using H = ITradeSessionSpi;
-  EXPECT_EQ(vtableEntry(&H::onConnected), 1 + 1);
-  EXPECT_EQ(vtableEntry(&H::onLogin), 3 + 1);
-  EXPECT_EQ(vtableEntry(&H::onLogout), 4 + 1);
-  EXPECT_EQ(vtableEntry(&H::onDisconnected), 5 + 1);
-  EXPECT_EQ(vtableEntry(&H::onOrderAccepted), 9 + 1);
-  EXPECT_EQ(vtableEntry(&H::onOrderRejected), 10 + 1);
-  EXPECT_EQ(vtableEntry(&H::onOrderFilled), 11 + 1);
-  EXPECT_EQ(vtableEntry(&H::onOrderCanceled), 12 + 1);
-  EXPECT_EQ(vtableEntry(&H::onFill), 13 + 1);
-  EXPECT_EQ(vtableEntry(&H::onOrdersResponse), 14 + 1);
-  EXPECT_EQ(vtableEntry(&H::onFillsResponse), 17 + 1);
-  EXPECT_EQ(vtableEntry(&H::onPositionsResponse), 18 + 1);
-  EXPECT_EQ(vtableEntry(&H::onPositionDetailsResponse), 19 + 1);
-  EXPECT_EQ(vtableEntry(&H::onAccountFundsResponse), 22 + 1);
-}
-
-TEST(InterfaceLayout, VendorApiOperationsSitAtTheirSlots) {
   using A = xti::XtTraderApi;
-  EXPECT_EQ(vtableEntry(&A::setCallback), 1 + 1);
-  EXPECT_EQ(vtableEntry(&A::init), 2 + 1);
-  EXPECT_EQ(vtableEntry(&A::shutdown), 3 + 1);
-  EXPECT_EQ(vtableEntry(&A::userLogin), 10 + 1);
-  EXPECT_EQ(vtableEntry(&A::userLogout), 11 + 1);
-  EXPECT_EQ(vtableEntry(&A::queryAccountDetail), 12 + 1);
-  EXPECT_EQ(vtableEntry(&A::queryOrderDetail), 14 + 1);
-  EXPECT_EQ(vtableEntry(&A::queryDealDetail), 16 + 1);
-  EXPECT_EQ(vtableEntry(&A::queryPositionDetail), 17 + 1);
-  EXPECT_EQ(vtableEntry(&A::queryPosition), 18 + 1);
-  EXPECT_EQ(vtableEntry(&A::placeOrder), 38 + 1);
-  EXPECT_EQ(vtableEntry(&A::cancelOrderById), 39 + 1);
-  EXPECT_EQ(vtableEntry(&A::cancelOrderByExchangeId), 40 + 1);
-}
-
-TEST(InterfaceLayout, VendorCallbacksSitAtTheirSlots) {
   using C = xti::XtTraderApiCallback;
-  EXPECT_EQ(vtableEntry(&C::onConnected), 1 + 1);
-  EXPECT_EQ(vtableEntry(&C::onUserLogin), 2 + 1);
-  EXPECT_EQ(vtableEntry(&C::onUserLogout), 3 + 1);
-  EXPECT_EQ(vtableEntry(&C::onOrderReply), 4 + 1);
-  EXPECT_EQ(vtableEntry(&C::onCancelReply), 5 + 1);
-  EXPECT_EQ(vtableEntry(&C::onCancelReply2), 7 + 1);
-  EXPECT_EQ(vtableEntry(&C::onAccountDetailReply), 9 + 1);
-  EXPECT_EQ(vtableEntry(&C::onOrderDetailReply), 13 + 1);
-  EXPECT_EQ(vtableEntry(&C::onDealDetailReply), 15 + 1);
-  EXPECT_EQ(vtableEntry(&C::onPositionDetailReply), 17 + 1);
-  EXPECT_EQ(vtableEntry(&C::onPositionReply), 19 + 1);
-  EXPECT_EQ(vtableEntry(&C::onAccountStatus), 41 + 1);
-  EXPECT_EQ(vtableEntry(&C::onOrderPush), 46 + 1);
-  EXPECT_EQ(vtableEntry(&C::onDealPush), 47 + 1);
-  EXPECT_EQ(vtableEntry(&C::onOrderErrorPush), 48 + 1);
-  EXPECT_EQ(vtableEntry(&C::onCancelErrorPush), 49 + 1);
-  EXPECT_EQ(vtableEntry(&C::reservedCallback104), 104 + 1);
+#define E(op) vtableEntry(&op)
+  const std::vector<std::ptrdiff_t> entries = {
+      E(S::getTypeCode), E(S::setConfig), E(S::registerSpi), E(S::connect), E(S::easyConnect),
+      E(S::reqAuxiliary), E(S::login), E(S::logout), E(S::release), E(S::reqSessionInit),
+      E(S::reqPasswordUpdate), E(S::getCurrencyRate), E(S::getClientSystemInfo),
+      E(S::getTradingAccountToken), E(S::sendOrder), E(S::cancelOrder), E(S::sendExecutiveOrder),
+      E(S::cancelExecutiveOrder), E(S::reqQryExecutiveOrder), E(S::reqQryTradingAccount),
+      E(S::reqQryPosition), E(S::reqQryPositionDetail), E(S::reqQryOrder), E(S::reqQryInstrument),
+      E(S::reqQryFill), E(S::reqCrashReturn), E(S::reqTradingAccountPasswordUpdate),
+      E(TradeSessionXT::reqQryPositionDetail), E(TradeSessionXT::reqQryFill),
+      // Host callback slots 1, 3, 4, 5, 9-14, 17-19, 22.
+      E(H::onConnected), E(H::onLogin), E(H::onLogout), E(H::onDisconnected), E(H::onOrderAccepted),
+      E(H::onOrderRejected), E(H::onOrderFilled), E(H::onOrderCanceled), E(H::onFill),
+      E(H::onOrdersResponse), E(H::onFillsResponse), E(H::onPositionsResponse),
+      E(H::onPositionDetailsResponse), E(H::onAccountFundsResponse),
+      // Vendor API slots 1-3, 10-12, 14, 16-18, 38-40.
+      E(A::setCallback), E(A::init), E(A::shutdown), E(A::userLogin), E(A::userLogout),
+      E(A::queryAccountDetail), E(A::queryOrderDetail), E(A::queryDealDetail),
+      E(A::queryPositionDetail), E(A::queryPosition), E(A::placeOrder), E(A::cancelOrderById),
+      E(A::cancelOrderByExchangeId),
+      // Vendor callback slots 1-5, 7, 9, 13, 15, 17, 19, 41, 46-49, 104.
+      E(C::onConnected), E(C::onUserLogin), E(C::onUserLogout), E(C::onOrderReply),
+      E(C::onCancelReply), E(C::onCancelReply2), E(C::onAccountDetailReply),
+      E(C::onOrderDetailReply), E(C::onDealDetailReply), E(C::onPositionDetailReply),
+      E(C::onPositionReply), E(C::onAccountStatus), E(C::onOrderPush), E(C::onDealPush),
+      E(C::onOrderErrorPush), E(C::onCancelErrorPush), E(C::reservedCallback104)};
+#undef E
+  const std::vector<std::ptrdiff_t> expected = {
+      2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20,
+      21, 22, 23, 24, 25, 26, 27, 51, 23, 26, 2,  4,  5,  6,  10, 11, 12, 13, 14,
+      15, 18, 19, 20, 23, 2,  3,  4,  11, 12, 13, 15, 17, 18, 19, 39, 40, 41, 2,
+      3,  4,  5,  6,  8,  10, 14, 16, 18, 20, 42, 47, 48, 49, 50, 105};
+  EXPECT_EQ(entries, expected);
 }
 #endif
 
-TEST(PluginEntry, InfoIsOneConstantText) {
-  const char* first = GetPluginInfo();
-  EXPECT_STREQ(first, "Plugin Ver:1.0 CTP Ver:6.3.6");
-  EXPECT_EQ(GetPluginInfo(), first);
-}
-
-TEST(PluginEntry, SessionsAreIndependent) {
-  SessionPtr a(CreateTradeSession());
-  SessionPtr b(CreateTradeSession());
-  ASSERT_NE(a, nullptr);
-  ASSERT_NE(b, nullptr);
+TEST(PluginEntry, OneConstantInfoTextAndIndependentSessions) {
+  EXPECT_STREQ(GetPluginInfo(), "Plugin Ver:1.0 CTP Ver:6.3.6");
+  EXPECT_EQ(GetPluginInfo(), GetPluginInfo());
+  std::unique_ptr<ITradeSession> a(CreateTradeSession()), b(CreateTradeSession());
   EXPECT_NE(a.get(), b.get());
   EXPECT_EQ(a->getTypeCode(), 836);
-  SessionConfig config;
-  config.userName = "alice";
-  EXPECT_EQ(a->setConfig(config).code, 0);
-  auto* xa = static_cast<TradeSessionXT*>(a.get());
-  auto* xb = static_cast<TradeSessionXT*>(b.get());
-  EXPECT_EQ(xa->callbackReceiver()->config.userName, "alice");
-  EXPECT_EQ(xb->callbackReceiver()->config.userName, "");
-  EXPECT_NE(xa->callbackReceiver(), xb->callbackReceiver());
+}
+
+template <typename... Status>
+std::vector<ResultStatus> listOf(Status... answers) {
+  return {answers...};
 }
 
 TEST(UnsupportedOperations, AnswerNotSupportedWithTheTableText) {
-  SessionPtr session(CreateTradeSession());
-  const std::string expected = CodeConvert::utf8_to_gbk("不支持");
-  ASSERT_EQ(expected, ErrorMessageTable::messageOf(23));
-
+  std::unique_ptr<ITradeSession> session(CreateTradeSession());
   std::string token;
   ClientSystemInfo info;
   const std::vector<ICodeID> codes(2);
-  const ResultStatus answers[] = {
-      session->easyConnect(),
-      session->reqAuxiliary(7, "anything"),
-      session->reqSessionInit(1),
-      session->reqPasswordUpdate(1, {}),
-      session->getClientSystemInfo(info),
-      session->getTradingAccountToken(token),
-      session->sendExecutiveOrder(1, {}),
-      session->cancelExecutiveOrder(1, {}),
-      session->reqQryExecutiveOrder(1, {}),
-      session->reqQryInstrument(1, {}),
-      session->reqCrashReturn({}),
-      session->reqCreditInfo(-5),
-      session->reqFinancingTargets(1, codes),
-      session->reqFromBankAccountToTradingAccount(1, {}),
-      session->reqFromTradingAccountToBankAccount(1, {}),
-      session->reqInvestor(1, {}),
-      session->reqMarginTargets(1, codes),
-      session->reqQryBankAccountMoney(1, {}),
-      session->reqQryBankAccountregister(1, {}),
-      session->reqQryCFMMCTradingAccountToken(1, {}),
-      session->reqQryCommissionRate(1, {}),
-      session->reqQryHistoryData(1, {}),
-      session->reqQryHistoryFill(1, {}),
-      session->reqQryMarginRate(1, {}),
-      session->reqQryRiskPosition(1),
-      session->reqQryRiskProduct(1),
-      session->reqQrySettlementInfo(1, {}),
-      session->reqQrySettlementInfoConfirm(1, {}),
-      session->reqQryStkStatement(1, {}),
-      session->reqQryTradingNotice(1),
-      session->reqQryTransferBank(1, {}),
-      session->reqQryTransferSerial(1, {}),
-      session->reqSecurityReturn({}),
-      session->reqSettlementInfoConfirm(1, {}),
-      session->reqTradingAccountPasswordUpdate(1, {}),
-  };
-  for (std::size_t i = 0; i < sizeof(answers) / sizeof(answers[0]); ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(answers[i].code, 23);
-    EXPECT_EQ(answers[i].message, expected);
+  const std::vector<ResultStatus> answers = listOf(
+      session->easyConnect(), session->reqAuxiliary(7, "anything"), session->reqSessionInit(1),
+      session->reqPasswordUpdate(1, {}), session->getClientSystemInfo(info),
+      session->getTradingAccountToken(token), session->sendExecutiveOrder(1, {}),
+      session->cancelExecutiveOrder(1, {}), session->reqQryExecutiveOrder(1, {}),
+      session->reqQryInstrument(1, {}), session->reqCrashReturn({}), session->reqCreditInfo(-5),
+      session->reqFinancingTargets(1, codes), session->reqFromBankAccountToTradingAccount(1, {}),
+      session->reqFromTradingAccountToBankAccount(1, {}), session->reqInvestor(1, {}),
+      session->reqMarginTargets(1, codes), session->reqQryBankAccountMoney(1, {}),
+      session->reqQryBankAccountregister(1, {}), session->reqQryCFMMCTradingAccountToken(1, {}),
+      session->reqQryCommissionRate(1, {}), session->reqQryHistoryData(1, {}),
+      session->reqQryHistoryFill(1, {}), session->reqQryMarginRate(1, {}),
+      session->reqQryRiskPosition(1), session->reqQryRiskProduct(1),
+      session->reqQrySettlementInfo(1, {}), session->reqQrySettlementInfoConfirm(1, {}),
+      session->reqQryStkStatement(1, {}), session->reqQryTradingNotice(1),
+      session->reqQryTransferBank(1, {}), session->reqQryTransferSerial(1, {}),
+      session->reqSecurityReturn({}), session->reqSettlementInfoConfirm(1, {}),
+      session->reqTradingAccountPasswordUpdate(1, {}));
+  for (std::size_t i = 0; i < std::size(answers); ++i) {
+    EXPECT_EQ(answers[i].code, 23) << i;
+    EXPECT_EQ(answers[i].message, CodeConvert::utf8_to_gbk("不支持")) << i;
   }
   EXPECT_TRUE(token.empty());
   EXPECT_TRUE(session->getCurrencyRate().empty());
-  // Overridden: without an account it answers like the other queries.
-  EXPECT_EQ(session->reqQryPositionDetail(1, {}).code, -3);
 }
 
-TEST(ResultStatusTest, SuccessHasEmptyMessage) {
-  const ResultStatus ok = successStatus();
-  EXPECT_EQ(ok.code, 0);
-  EXPECT_TRUE(ok.message.empty());
-  EXPECT_STRNE(ErrorMessageTable::messageOf(0), "");  // the table's "正确" is never sent
+// The host's table as its documentation gives it, in UTF-8, code and text
+// per line: each text must be the GBK of the host's message, and the table
+// hold exactly these codes.
+TEST(ErrorMessageTable, EveryTextIsTheGbkOfTheHostMessage) {
+  std::istringstream host(
+      "-31 边界最小值\n-30 403请求被拒\n-29 Token异常\n-28 Sqlite的step报错corrupt\n"
+      "-27 CTP柜台版本不兼容\n-26 查询限制\n-25 前置机断开连接(不重连)\n-24 前置机未连接\n"
+      "-23 超时\n-22 请修改密码后重新登录\n-21 非致命性登录失败（允许再次登录）\n"
+      "-20 重复登录\n-19 Sqlite的prepare语句失败\n-18 SqliteAPI持久化session不存在\n"
+      "-17 用户修改密码失败\n-16 已经连接\n-15 同步数据未完\n-14 认证失败\n-13 用户登出超时\n"
+      "-12 用户登出失败\n-11 用户登录失败\n-10 前置机断开连接\n-9 无效前置机地址\n-8 连接失败\n"
+      "-7 连接断开\n-6 未连接\n-5 账户或密码错误\n-4 密码错误\n-3 账户错误\n-2 无效参数\n"
+      "-1 未知错误\n0 正确\n1 订阅失败\n2 退订失败\n3 获取全部合约属性失败\n4 获取行情失败\n"
+      "5 获取交易所行情失败\n6 更新行情失败\n7 申请KLine失败\n8 申请Tick失败\n"
+      "9 申请Timesale失败\n10 申请Deallist失败\n11 查询今日KLine失败\n12 查询历史KLine失败\n"
+      "13 查询今日Tick失败\n14 查询历史Tick失败\n15 查询今日Timesale失败\n"
+      "16 查询历史Timesale失败\n17 无效KLine周期\n18 警告\n19 字段拷贝非法\n20 底层原始错误\n"
+      "21 查询资金账户错误\n22 不存在\n23 不支持\n24 内存不足\n25 缺少认证信息\n26 注册回调失败\n"
+      "27 内存分配失败\n28 未连接的市场类型\n29 结算确认失败\n30 未完成初始化任务\n"
+      "31 ICE 网络未连接\n32 MAIN SERVICE初始化失败\n33 已存在\n34 ICE 服务异常\n35 未登陆\n"
+      "36 基础周期列表查询失败\n37 非交易时段\n38 可平仓位不足\n39 DC未有已登录的用户\n"
+      "40 错误的客户端类型\n41 客户端内部错误\n42 没有权限\n43 申请depth失败\n44 序列化失败\n"
+      "45 反序列化失败\n46 未达到间隔时间\n47 时间过期\n48 忽略信号\n49 非程序化交易\n"
+      "50 正在查询\n51 第一次登陆\n52 触发流控\n53 触发黑名单\n54 软件退出\n56 数据重置\n"
+      "57 合约换日\n58 登录繁忙，稍后重试");
+  std::set<int> expected, table;
+  int code = 0;
+  std::string utf8;
+  while (host >> code && std::getline(host.ignore(1), utf8)) {
+    EXPECT_EQ(ErrorMessageTable::messageOf(code), CodeConvert::utf8_to_gbk(utf8)) << code;
+    expected.insert(code);
+  }
+  for (auto* e = ErrorMessageTable::begin(); e != ErrorMessageTable::end(); ++e) {
+    EXPECT_TRUE(e == ErrorMessageTable::begin() || (e - 1)->code < e->code) << e->code;
+    table.insert(e->code);
+  }
+  EXPECT_EQ(table, expected);
+  EXPECT_EQ(expected.size(), 89u);
+  for (int outside : {-32, 55, 59}) EXPECT_STREQ(ErrorMessageTable::messageOf(outside), "");
+}
+
+// The codes with fixed messages: the plug-in's own texts where it replaces
+// the table's, the table's where it uses them, never the table's "正确".
+TEST(ResultCodes, FixedMessages) {
+  const std::pair<ResultCode, const char*> rows[] = {
+      {kSuccess, ""},
+      {kInvalidAddress, "无效地址"},
+      {kNoFundAccount, "无资金账号"},
+      {kNotConnected, "未连接"},
+      {kApiCreationFailed, "create XtTraderApi fail"},
+      {kNotSupported, "不支持"},
+      {kRequestFailed, ""}};
+  for (const auto& [code, utf8] : rows) {
+    EXPECT_EQ(statusFor(code).code, code);
+    EXPECT_EQ(statusFor(code).message, CodeConvert::utf8_to_gbk(utf8)) << code;
+  }
+  EXPECT_EQ(successStatus().message, "");
+  EXPECT_EQ(notSupportedStatus().message, statusFor(kNotSupported).message);
 }
 
 }  // namespace

@@ -1,25 +1,21 @@
 // The whole stack as a host runs it: the plug-in loaded at run time by path,
 // the simulated counter behind the vendor library, a recording host. (The
-// demo host's scripted day, a CTest test, also rests, cancels and has orders
-// refused over this stack; failures under load: stress_counter_test.cc.)
+// demo host's scripted day also rests, cancels and has orders refused over
+// this stack; failures under load: stress_counter_test.cc.)
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
+#include <memory>
 #include <string>
-#include <thread>
 
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
-#include "tests/support/answer_modes.h"
 #include "tests/support/recording_host.h"
+#include "tests/support/session_fixture.h"
 
 namespace kestrel {
 namespace testing {
 namespace {
-
-using std::chrono::milliseconds;
 
 const char kCounterConfig[] = R"(
 [behaviour]
@@ -27,14 +23,11 @@ fill_mode = full
 synchronous = %s
 error_push = true
 trading_day = 20240105
-
 [user tester]
 password = pw
 accounts = F100
-
 [account F100]
 cash = 1000000
-
 [instrument rb2410]
 exchange = SHFE
 price = 3650
@@ -44,33 +37,7 @@ tick = 1
 band_percent = 7
 )";
 
-// Points the counter at a configuration file of the test's own (XT_SIM_CONFIG;
-// the counter reads an empty value as unset). One file per test: CTest runs
-// the tests of this program in parallel.
-class CounterConfig {
- public:
-  CounterConfig(const std::string& name, const std::string& text)
-      : path_(::testing::TempDir() + "xt_config_" + name) {
-    std::ofstream(path_) << text;
-    setVariable(path_.c_str());
-  }
-  ~CounterConfig() {
-    setVariable("");
-    std::remove(path_.c_str());
-  }
-
- private:
-  static void setVariable(const char* value) {
-#if defined(_WIN32)
-    _putenv_s("XT_SIM_CONFIG", value);
-#else
-    setenv("XT_SIM_CONFIG", value, 1);
-#endif
-  }
-  std::string path_;
-};
-
-class RealStack : public ::testing::Test {
+class RealStack : public ::testing::TestWithParam<bool> {
  protected:
   void SetUp() override {
     if (gBaseInformationMap->exchangeNumbers.empty()) addChinaExchanges(*gBaseInformationMap);
@@ -81,7 +48,8 @@ class RealStack : public ::testing::Test {
     if (session != nullptr) (void)session->release();
   }
 
-  void connect() {
+  void connect(const std::string& text) {
+    config = std::make_unique<CounterConfigFile>(text);
     SessionConfig config;
     config.userName = "tester";
     config.password = "pw";
@@ -91,86 +59,70 @@ class RealStack : public ::testing::Test {
     ASSERT_EQ(session->connect().code, 0);
   }
 
-  // Connects, logs in and waits until the counter has named the fund account.
-  void openWithAccount() {
-    connect();
-    ASSERT_TRUE(host.waitFor("onConnected"));
-    ASSERT_EQ(session->login().code, 0);
-    ASSERT_TRUE(host.waitFor("onLogin"));
-    ASSERT_EQ(host.eventsNamed("onLogin").at(0).status.code, 0);
-    ResultStatus status{-3, ""};
-    for (int attempt = 0; attempt < 500 && status.code == -3; ++attempt) {
-      status = session->reqQryTradingAccount(1000 + attempt);
-      if (status.code == -3) std::this_thread::sleep_for(milliseconds(10));
-    }
-    ASSERT_EQ(status.code, 0);
-    ASSERT_TRUE(host.waitFor("onAccountFundsResponse"));
-  }
-
-  // Two lots of rb2410 at any price.
-  static AccountOrderNewRequest order(const std::string& serial, int direction, int offset) {
-    AccountOrderNewRequest request;
-    request.codeId.exchange = 3;  // SHFE
-    request.codeId.code = "rb2410";
-    request.clientId = ClientId{"IT", serial};
-    request.quantity = 2;
-    request.priceType = 2;
-    request.direction = direction;
-    request.offsetFlag = offset;
-    return request;
-  }
-
   demo::PluginLibrary library;
   RecordingHost host;
   ITradeSession* session = nullptr;
+  std::unique_ptr<CounterConfigFile> config;
 };
 
 // The counter's connection failure, with the file and line at fault.
-TEST_F(RealStack, MalformedCounterConfigurationFailsTheConnection) {
-  CounterConfig counter("malformed", "[behaviour]\nfill_mode = sometimes\n");
-  connect();
-  ASSERT_TRUE(host.waitFor("onDisconnected"));
+TEST_P(RealStack, MalformedCounterConfigurationFailsTheConnection) {
+  connect("[behaviour]\nfill_mode = sometimes\n");
+  host.waitFor("onDisconnected");
   const HostEvent event = host.eventsNamed("onDisconnected").at(0);
   EXPECT_EQ(event.status.code, -7);
   const std::string text = CodeConvert::gbk_to_utf8(event.status.message);
   EXPECT_EQ(text.rfind("[msg=", 0), 0u) << text;
-  EXPECT_NE(text.find("xt_config_malformed:2:"), std::string::npos) << text;
+  EXPECT_NE(text.find(config->name() + ":2:"), std::string::npos) << text;
 }
 
-class TradingDay : public RealStack, public ::testing::WithParamInterface<bool> {};
-
-TEST_P(TradingDay, OpenCloseAndQueryThroughTheLoadedPlugin) {
+TEST_P(RealStack, OpenCloseAndQueryThroughTheLoadedPlugin) {
   char text[sizeof(kCounterConfig) + 8];
   std::snprintf(text, sizeof(text), kCounterConfig, GetParam() ? "true" : "false");
-  CounterConfig counter(GetParam() ? "sync" : "async", text);
-  openWithAccount();
+  connect(text);
+  host.waitFor("onConnected");
+  // The counter names the fund account right after the login reply, on the
+  // same thread: after a second login's reply the first's account is known.
+  ASSERT_EQ(session->login().code, 0);
+  ASSERT_EQ(session->login().code, 0);
+  host.waitFor("onLogin", 2);
+  ASSERT_EQ(host.eventsNamed("onLogin").at(0).status.code, 0);
 
   // A buy at any price fills, then today's position is closed; the pushes
   // carry the host's client ids.
-  ASSERT_EQ(session->sendOrder(1, order("1", 1, 1)).code, 0);
-  ASSERT_TRUE(host.waitFor("onFill") && host.waitFor("onOrderFilled"));
-  ASSERT_EQ(session->sendOrder(2, order("2", 2, 5)).code, 0);
-  ASSERT_TRUE(host.waitFor("onFill", 2) && host.waitFor("onOrderFilled", 2));
+  AccountOrderNewRequest order;
+  order.codeId.exchange = 3;  // SHFE
+  order.codeId.code = "rb2410";
+  order.quantity = 2;
+  order.priceType = 2;
+  for (int n : {1, 2}) {
+    order.clientId = ClientId{"IT", std::to_string(n)};
+    order.direction = n;                // buy, then sell
+    order.offsetFlag = n == 1 ? 1 : 5;  // open, then close today's
+    ASSERT_EQ(session->sendOrder(n, order).code, 0);
+    host.waitFor("onFill", n);
+    host.waitFor("onOrderFilled", n);
+  }
   const auto pushed = host.eventsNamed("onFill");
   const auto filled = host.eventsNamed("onOrderFilled");
   for (int i = 0; i < 2; ++i) {
     const ClientId id{"IT", std::to_string(i + 1)};
     EXPECT_EQ(pushed[i].fill->clientId, id);
     EXPECT_EQ(filled[i].filled->clientId, id);
-    EXPECT_EQ(pushed[i].fill->volume, 2);
-    EXPECT_EQ(pushed[i].fill->price, 3650);
+    EXPECT_EQ(std::make_pair(pushed[i].fill->volume, pushed[i].fill->price),
+              std::make_pair(int64_t{2}, 3650.0));
   }
   EXPECT_EQ(pushed[0].fill->fillTime % 1000, 0);
 
-  // Positions then answer with one empty record.
+  // Positions answer with one empty record; orders and fills with two each.
   ASSERT_EQ(session->reqQryPosition(8).code, 0);
-  ASSERT_TRUE(host.waitFor("onPositionsResponse"));
+  host.waitFor("onPositionsResponse");
   ASSERT_EQ(session->reqQryOrder(9).code, 0);
-  ASSERT_TRUE(host.waitFor("onOrdersResponse", 2));
+  host.waitFor("onOrdersResponse", 2);
   ASSERT_EQ(session->reqQryFill(10).code, 0);
-  ASSERT_TRUE(host.waitFor("onFillsResponse", 2));
+  host.waitFor("onFillsResponse", 2);
   ASSERT_EQ(session->logout().code, 0);
-  ASSERT_TRUE(host.waitFor("onLogout"));
+  host.waitFor("onLogout");
   ITradeSession* s = session;
   session = nullptr;
   ASSERT_EQ(s->release().code, 0);
@@ -181,20 +133,18 @@ TEST_P(TradingDay, OpenCloseAndQueryThroughTheLoadedPlugin) {
   EXPECT_TRUE(positions[0].isLast);
   const auto orders = host.eventsNamed("onOrdersResponse");
   ASSERT_EQ(orders.size(), 2u);
-  EXPECT_EQ(orders.back().requestId, 9);
-  EXPECT_TRUE(orders.back().isLast);
+  EXPECT_EQ(std::make_pair(orders.back().requestId, orders.back().isLast), std::make_pair(9, true));
   EXPECT_EQ(orders[0].orderDetail->clientId.prefix, "123456@xt");
   const auto fills = host.eventsNamed("onFillsResponse");
   ASSERT_EQ(fills.size(), 2u);
-  EXPECT_EQ(fills[1].fill->direction, 2);
-  EXPECT_EQ(fills[1].fill->offsetFlag, 5);
+  EXPECT_EQ(std::make_pair(fills[1].fill->direction, fills[1].fill->offsetFlag),
+            std::make_pair(2, 5));
   const auto disconnected = host.eventsNamed("onDisconnected");
   ASSERT_EQ(disconnected.size(), 1u);
   EXPECT_EQ(disconnected[0].status.code, 0);
-  EXPECT_EQ(host.count("onLogout"), 1u);
 }
 
-INSTANTIATE_TEST_SUITE_P(AnswerModes, TradingDay, ::testing::Values(false, true), answerModeName);
+INSTANTIATE_TEST_SUITE_P(AnswerModes, RealStack, ::testing::Values(false, true), answerModeName);
 
 }  // namespace
 }  // namespace testing

@@ -2,13 +2,10 @@
 // simulated counter (broker/) in its asynchronous and synchronous modes, the
 // price walk filling resting orders on the counter's thread. A decorator
 // around the counter's API object keeps the counter's own ledger of what it
-// answered, which the host's record is checked against. Sizes scale with
+// answered, which the host's record is checked against. Sized by
 // KS_STRESS_SCALE.
 #include <atomic>
 #include <condition_variable>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -17,9 +14,7 @@
 #include <vector>
 
 #include "broker/vendor_hooks.h"
-#include "tests/support/answer_modes.h"
 #include "tests/support/session_fixture.h"
-#include "tests/support/stress_scale.h"
 
 namespace kestrel {
 namespace testing {
@@ -45,117 +40,61 @@ price = 3650
 tick = 1
 )";
 
-void setCounterConfig(const char* path) {  // empty: not set
-#if defined(_WIN32)
-  _putenv_s("XT_SIM_CONFIG", path);
-#else
-  setenv("XT_SIM_CONFIG", path, 1);
-#endif
-}
-
-// The counter's answers, noted after the plug-in handled each.
-struct Ledger {
-  std::mutex mutex;
-  std::condition_variable changed;
+// The counter's answers, noted after the plug-in's receiver handled each:
+// the test points the counter's API object at the ledger once the session
+// has connected, and the ledger passes every callback on.
+class Ledger : public xti::XtTraderApiCallback {
+ public:
   std::map<int, std::vector<bool>> replies;  // request number -> outcome of each reply
   std::map<int, int> requestOf;              // vendor order number -> request number
   std::map<int, int> deals;                  // vendor order number -> deal pushes
   long accounts = 0;                         // fund accounts named after logins
-  std::atomic<int> liveApis{0};
+  xti::XtTraderApiCallback* to = nullptr;    // the receiver
 
-  template <typename Change>
-  void update(Change change) {
-    std::lock_guard<std::mutex> lock(mutex);
-    change();
-    changed.notify_all();
+  void waitUntil(const std::function<bool()>& ready) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, ready);
   }
-  template <typename Ready>
-  bool waitUntil(Ready ready) {
-    std::unique_lock<std::mutex> lock(mutex);
-    return changed.wait_for(lock, std::chrono::seconds(120), ready);
-  }
-  void reply(int requestId, int orderId, const xti::XtError& error) {
-    update([&] {
-      replies[requestId].push_back(error.isSuccess());
-      if (error.isSuccess() && orderId != 0) requestOf[orderId] = requestId;
-    });
-  }
-};
-
-// The counter's API object with the ledger between it and the plug-in: each
-// callback goes on to the plug-in's receiver first, then into the ledger.
-class LedgerApi : public xti::XtTraderApi, public xti::XtTraderApiCallback {
- public:
-  LedgerApi(xti::XtTraderApi* counter, Ledger& ledger) : c_(counter), ledger_(ledger) {
-    ++ledger_.liveApis;
-  }
-  ~LedgerApi() override {
-    delete c_;
-    --ledger_.liveApis;
-  }
-  void setCallback(xti::XtTraderApiCallback* receiver) override {
-    to_ = receiver;
-    c_->setCallback(this);
-  }
-  void init(const char* path) override { c_->init(path); }
-  void shutdown() override { c_->shutdown(); }
-  void userLogin(const char* u, const char* p, int id, const char* a, const char* b,
-                 const char* x) override {
-    c_->userLogin(u, p, id, a, b, x);
-  }
-  void userLogout(const char* u, const char* p, int id) override { c_->userLogout(u, p, id); }
-#define KS_FORWARD_QUERY(op) \
-  void op(const char* a, int id, const char* x) override { c_->op(a, id, x); }
-  KS_FORWARD_QUERY(queryAccountDetail)
-  KS_FORWARD_QUERY(queryOrderDetail)
-  KS_FORWARD_QUERY(queryDealDetail)
-  KS_FORWARD_QUERY(queryPositionDetail)
-  KS_FORWARD_QUERY(queryPosition)
-#undef KS_FORWARD_QUERY
-  void placeOrder(const xti::COrdinaryOrder* o, int id, const char* x) override {
-    c_->placeOrder(o, id, x);
-  }
-  void cancelOrderById(int orderId, int id) override { c_->cancelOrderById(orderId, id); }
-  void cancelOrderByExchangeId(const char* a, const char* e, const char* m, const char* i, int id,
-                               const char* x) override {
-    c_->cancelOrderByExchangeId(a, e, m, i, id, x);
-  }
-
-  void onConnected(bool ok, const char* text) override { to_->onConnected(ok, text); }
+  void onConnected(bool ok, const char* text) override { to->onConnected(ok, text); }
   void onUserLogin(const char* u, const char* p, int id, const xti::XtError& e) override {
-    to_->onUserLogin(u, p, id, e);
+    to->onUserLogin(u, p, id, e);
   }
   void onOrderReply(int id, int orderId, const char* r, const xti::XtError& e) override {
-    to_->onOrderReply(id, orderId, r, e);
-    ledger_.reply(id, orderId, e);
+    to->onOrderReply(id, orderId, r, e);
+    note([&] {
+      replies[id].push_back(e.isSuccess());
+      if (e.isSuccess()) requestOf[orderId] = id;
+    });
   }
   void onCancelReply(int id, const xti::XtError& e) override {
-    to_->onCancelReply(id, e);
-    ledger_.reply(id, 0, e);
+    to->onCancelReply(id, e);
+    note([&] { replies[id].push_back(e.isSuccess()); });
   }
   void onCancelReply2(int id, const xti::XtError& e) override {
-    to_->onCancelReply2(id, e);
-    ledger_.reply(id, 0, e);
+    to->onCancelReply2(id, e);
+    note([&] { replies[id].push_back(e.isSuccess()); });
   }
   void onAccountStatus(const char* account, int type, int status) override {
-    to_->onAccountStatus(account, type, status);
-    ledger_.update([&] { ++ledger_.accounts; });
+    to->onAccountStatus(account, type, status);
+    note([&] { ++accounts; });
   }
-  void onOrderPush(const xti::VendorOrder* d) override { to_->onOrderPush(d); }
+  void onOrderPush(const xti::VendorOrder* d) override { to->onOrderPush(d); }
   void onDealPush(const xti::VendorDeal* d) override {
-    to_->onDealPush(d);
-    ledger_.update([&] { ++ledger_.deals[d->m_nOrderID]; });
+    to->onDealPush(d);
+    note([&] { ++deals[d->m_nOrderID]; });
   }
-  void onOrderErrorPush(const xti::VendorOrderError* d) override { to_->onOrderErrorPush(d); }
-  void onCancelErrorPush(const xti::VendorOrderError* d) override { to_->onCancelErrorPush(d); }
+  void onOrderErrorPush(const xti::VendorOrderError* d) override { to->onOrderErrorPush(d); }
+  void onCancelErrorPush(const xti::VendorOrderError* d) override { to->onCancelErrorPush(d); }
 
  private:
-  xti::XtTraderApi* const c_;
-  Ledger& ledger_;
-  xti::XtTraderApiCallback* to_ = nullptr;
+  void note(const std::function<void()>& change) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    change();
+    changed_.notify_all();
+  }
+  std::mutex mutex_;
+  std::condition_variable changed_;
 };
-
-std::string text(const ClientId& id) { return id.prefix + "/" + id.serial; }
 
 ClientId hostId(int requestId) {
   return ClientId{"T" + std::to_string(requestId % kHostThreads), std::to_string(requestId)};
@@ -177,51 +116,46 @@ AccountOrderNewRequest mixedOrder(int requestId, int i) {
   return order;
 }
 
+// Request i of thread t has the number 1 + i * kHostThreads + t.
+void onEveryThread(const std::function<void(int)>& body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kHostThreads; ++t) threads.emplace_back(body, t);
+  for (std::thread& thread : threads) thread.join();
+}
+
 class CounterStackTest : public ::testing::TestWithParam<bool> {
  protected:
-  CounterStackTest() {
+  CounterStackTest()
+      : config(std::string("[behaviour]\nsynchronous = ") + (GetParam() ? "true" : "false") +
+               kConfigAfterMode) {
     if (gBaseInformationMap->exchangeNumbers.empty()) addChinaExchanges(*gBaseInformationMap);
-    // One file per test: CTest runs the tests of this program in parallel.
-    std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    for (char& c : name) c = c == '/' ? '_' : c;
-    configPath = ::testing::TempDir() + "stress_counter_" + name + ".cfg";
-    std::ofstream(configPath) << "[behaviour]\nsynchronous = " << (GetParam() ? "true" : "false")
-                              << kConfigAfterMode;
-    setCounterConfig(configPath.c_str());
     installFactory();
   }
-  ~CounterStackTest() override {
-    xti::hooks::setApiFactory(nullptr);
-    setCounterConfig("");
-    std::remove(configPath.c_str());
-  }
+  ~CounterStackTest() override { xti::hooks::setApiFactory(nullptr); }
 
   // The counter's own factory runs with the hook removed for the moment of
-  // the call; sessions are created one at a time.
+  // the call, which notes the API object; sessions are made one at a time.
   void installFactory() {
-    xti::hooks::setApiFactory([this](const char* address) -> xti::XtTraderApi* {
+    xti::hooks::setApiFactory([this](const char* address) {
       xti::hooks::setApiFactory(nullptr);
-      xti::XtTraderApi* counter = xti::XtTraderApi::createXtTraderApi(address);
+      api = xti::XtTraderApi::createXtTraderApi(address);
       installFactory();
-      return counter == nullptr ? nullptr : new LedgerApi(counter, ledger);
+      return api;
     });
-  }
-
-  static TradeSessionXT* newSession(RecordingHost& host) {
-    auto* session = static_cast<TradeSessionXT*>(CreateTradeSession());
-    EXPECT_EQ(session->setConfig(configWithAddress("tcp://127.0.0.1:5800")).code, 0);
-    EXPECT_EQ(session->registerSpi(&host).code, 0);
-    return session;
   }
 
   // A logged-in session with its fund account known to the plug-in.
   TradeSessionXT* openSession(RecordingHost& host) {
-    TradeSessionXT* session = newSession(host);
+    auto* session = static_cast<TradeSessionXT*>(CreateTradeSession());
+    EXPECT_EQ(session->setConfig(configWithAddress("tcp://127.0.0.1:5800")).code, 0);
+    EXPECT_EQ(session->registerSpi(&host).code, 0);
     EXPECT_EQ(session->connect().code, 0);
-    EXPECT_TRUE(host.waitFor("onConnected"));
+    ledger.to = &session->TEST_receiver();
+    api->setCallback(&ledger);
+    host.waitFor("onConnected");
     EXPECT_EQ(session->login().code, 0);
     const long logins = ++loggedIn;
-    EXPECT_TRUE(ledger.waitUntil([&] { return ledger.accounts >= logins; }));
+    ledger.waitUntil([&] { return ledger.accounts >= logins; });
     return session;
   }
 
@@ -236,24 +170,23 @@ class CounterStackTest : public ::testing::TestWithParam<bool> {
     EXPECT_EQ(session->cancelOrder(requestId, cancel).code, 0);
   }
 
-  std::string configPath;
+  void waitForReplies(std::size_t count) {
+    ledger.waitUntil([&] { return ledger.replies.size() >= count; });
+  }
+
+  const CounterConfigFile config;
   Ledger ledger;
+  xti::XtTraderApi* api = nullptr;  // the newest session's
   long loggedIn = 0;
 };
 
 TEST_P(CounterStackTest, EveryAnswerReachesTheHostOnceWithItsIdentity) {
   RecordingHost host;
   TradeSessionXT* session = openSession(host);
-  XtClientIdSet& registry = *session->callbackReceiver()->identity->registry;
+  XtClientIdSet& registry = *session->TEST_receiver().TEST_identity().registry;
   const int perThread = kOrdersPerThread * stressScale();
   const std::size_t orders = static_cast<std::size_t>(kHostThreads * perThread);
   std::atomic<std::size_t> cancels{0};
-  // Request i of thread t has the number 1 + i * kHostThreads + t.
-  auto onEveryThread = [](const std::function<void(int)>& body) {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kHostThreads; ++t) threads.emplace_back(body, t);
-    for (std::thread& thread : threads) thread.join();
-  };
   // First wave: orders, each even one followed by a cancel of this thread's
   // order six sends back (resting, filled or refused), by its vendor number
   // if its reply came, else by an unknown exchange order id.
@@ -268,7 +201,7 @@ TEST_P(CounterStackTest, EveryAnswerReachesTheHostOnceWithItsIdentity) {
       ++cancels;
     }
   });
-  ASSERT_TRUE(ledger.waitUntil([&] { return ledger.replies.size() >= orders + cancels; }));
+  waitForReplies(orders + cancels);
   // Second wave, every order's reply in: the resting orders are cancelled by
   // their vendor numbers while the walk keeps filling others.
   onEveryThread([&](int t) {
@@ -280,49 +213,42 @@ TEST_P(CounterStackTest, EveryAnswerReachesTheHostOnceWithItsIdentity) {
       ++cancels;
     }
   });
-  ASSERT_TRUE(ledger.waitUntil([&] { return ledger.replies.size() >= orders + cancels; }));
-  const OrderIdentityContext& identity = *session->callbackReceiver()->identity;
+  waitForReplies(orders + cancels);
+  const OrderIdentityContext& identity = session->TEST_receiver().TEST_identity();
   const std::size_t pending = identity.newOrderBook->size() + identity.cancelBook->size();
   ASSERT_EQ(session->release().code, 0);  // no callback after this
   EXPECT_EQ(pending, 0u) << "every request was answered";
 
   std::map<int, int> reports, fills;  // request number -> failure reports; -> fills
   for (const HostEvent& event : host.events()) {
-    if (event.order && event.requestId != -1) {
+    const ClientId* id = event.clientId();
+    if (id == nullptr || event.orderDetail) continue;
+    const std::string text = id->prefix + "/" + id->serial;
+    if (event.requestId != -1) {
       const bool isCancel = event.requestId >= kCancelBase;
       ++reports[event.requestId];
       EXPECT_EQ(event.name, isCancel ? "onOrderCanceled" : "onOrderRejected");
       EXPECT_EQ(event.status.code, -1);
-      if (isCancel) {
-        EXPECT_EQ(event.order->clientId.prefix, "C" + std::to_string(event.requestId));
-      } else {
-        EXPECT_EQ(text(event.order->clientId), text(hostId(event.requestId)));
-      }
+      EXPECT_EQ(isCancel ? id->prefix : text,
+                isCancel ? "C" + std::to_string(event.requestId)
+                         : hostId(event.requestId).prefix + "/" + std::to_string(event.requestId));
       continue;
     }
-    const ClientId* id = event.order      ? &event.order->clientId
-                         : event.accepted ? &event.accepted->clientId
-                         : event.filled   ? &event.filled->clientId
-                         : event.fill     ? &event.fill->clientId
-                                          : nullptr;
-    if (id == nullptr) continue;
     ASSERT_EQ(id->prefix.substr(0, 1), "T") << event.name << " without the host's id";
-    EXPECT_EQ(text(*id), text(hostId(std::stoi(id->serial)))) << event.name;
+    EXPECT_EQ(*id, hostId(std::stoi(id->serial))) << event.name;
     if (event.fill) ++fills[std::stoi(id->serial)];
   }
   int failed[2] = {0, 0};  // orders, cancels
-  for (const auto& entry : ledger.replies) {
-    SCOPED_TRACE("request " + std::to_string(entry.first));
-    ASSERT_EQ(entry.second.size(), 1u) << "one reply per request";
-    EXPECT_EQ(reports[entry.first], entry.second[0] ? 0 : 1);
-    failed[entry.first >= kCancelBase] += !entry.second[0];
+  for (const auto& [requestId, outcomes] : ledger.replies) {
+    ASSERT_EQ(outcomes.size(), 1u) << "one reply per request " << requestId;
+    EXPECT_EQ(reports[requestId], outcomes[0] ? 0 : 1) << "request " << requestId;
+    failed[requestId >= kCancelBase] += !outcomes[0];
   }
   EXPECT_EQ(reports.size(), ledger.replies.size()) << "a report for a request never answered";
   EXPECT_EQ(ledger.replies.size(), orders + cancels);
   std::map<int, int> dealsByRequest;
-  for (const auto& deal : ledger.deals) {
-    dealsByRequest[ledger.requestOf.at(deal.first)] += deal.second;
-  }
+  for (const auto& [orderId, count] : ledger.deals)
+    dealsByRequest[ledger.requestOf.at(orderId)] += count;
   EXPECT_EQ(fills, dealsByRequest) << "each fill reached the host with its order's id";
   EXPECT_GT(failed[0], 0);
   EXPECT_GT(failed[1], 0);
@@ -350,13 +276,10 @@ TEST_P(CounterStackTest, EndWhileTheCounterWalksOverRestingOrders) {
     };
     std::size_t afterDelete = 0;
     if (cycle % 10 == 5) {
-      TradeSessionXT* session = openLoaded(deleted);
-      delete session;  // stops and deletes the counter's API object first
-      EXPECT_EQ(ledger.liveApis.load(), 0);
+      delete openLoaded(deleted);  // stops and deletes the counter's API object first
       afterDelete = deleted.total();
     }
     ASSERT_EQ(openLoaded(host)->release().code, 0);
-    EXPECT_EQ(ledger.liveApis.load(), 0);
     ASSERT_EQ(host.count("onDisconnected"), 1u);
     EXPECT_EQ(host.events().back().name, "onDisconnected") << "nothing after onDisconnected";
     EXPECT_EQ(deleted.total(), afterDelete) << "nothing after the delete";

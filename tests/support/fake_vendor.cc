@@ -8,15 +8,7 @@ namespace kestrel {
 namespace testing {
 namespace {
 
-std::string textArg(const char* text) { return text == nullptr ? "<null>" : text; }
-
-VendorCall makeCall(std::string op, std::vector<std::string> texts, std::vector<int64_t> numbers) {
-  VendorCall call;
-  call.op = std::move(op);
-  call.texts = std::move(texts);
-  call.numbers = std::move(numbers);
-  return call;
-}
+std::string text(const char* s) { return s == nullptr ? "<null>" : s; }
 
 }  // namespace
 
@@ -25,8 +17,8 @@ class FakeVendor::Api : public xti::XtTraderApi {
  public:
   explicit Api(FakeVendor& owner) : owner_(owner) {}
   ~Api() override {
-    shutdownDelivery();
-    owner_.record(makeCall("destroy", {}, {}));
+    shutdown(false);
+    owner_.record({"destroy"});
     std::lock_guard<std::mutex> lock(owner_.mutex_);
     --owner_.liveApis_;
     owner_.changed_.notify_all();
@@ -36,88 +28,99 @@ class FakeVendor::Api : public xti::XtTraderApi {
     {
       std::lock_guard<std::mutex> lock(owner_.mutex_);
       owner_.callback_ = callback;
-      owner_.stopped_ = false;
+      owner_.newest_ = this;
     }
-    request(makeCall("setCallback", {}, {callback != nullptr ? 1 : 0}));
+    request({"setCallback"});
   }
-  void init(const char* path) override { request(makeCall("init", {textArg(path)}, {})); }
-  void shutdown() override {
-    if (shutdownDelivery()) {
-      std::lock_guard<std::mutex> lock(owner_.mutex_);
-      --owner_.runningApis_;
-      owner_.changed_.notify_all();
-    }
-    owner_.record(makeCall("shutdown", {}, {}));
+  void init(const char* path) override { request({"init", {text(path)}}); }
+  void shutdown() override { shutdown(true); }
+  void userLogin(const char* user, const char* password, int id, const char* a, const char* b,
+                 const char* c) override {
+    request({"userLogin", {text(user), text(password), text(a), text(b), text(c)}, {id}});
   }
-  void userLogin(const char* user, const char* password, int requestId, const char* a,
-                 const char* b, const char* c) override {
-    request(makeCall("userLogin",
-                     {textArg(user), textArg(password), textArg(a), textArg(b), textArg(c)},
-                     {requestId}));
+  void userLogout(const char* user, const char* password, int id) override {
+    request({"userLogout", {text(user), text(password)}, {id}});
   }
-  void userLogout(const char* user, const char* password, int requestId) override {
-    request(makeCall("userLogout", {textArg(user), textArg(password)}, {requestId}));
+#define KS_FAKE_QUERY(op)                                  \
+  void op(const char* a, int id, const char* x) override { \
+    request({#op, {text(a), text(x)}, {id}});              \
   }
-  void queryAccountDetail(const char* account, int requestId, const char* extra) override {
-    request(makeCall("queryAccountDetail", {textArg(account), textArg(extra)}, {requestId}));
+  KS_FAKE_QUERY(queryAccountDetail)
+  KS_FAKE_QUERY(queryOrderDetail)
+  KS_FAKE_QUERY(queryDealDetail)
+  KS_FAKE_QUERY(queryPositionDetail)
+  KS_FAKE_QUERY(queryPosition)
+#undef KS_FAKE_QUERY
+  void placeOrder(const xti::COrdinaryOrder* order, int id, const char* extra) override {
+    VendorCall call("placeOrder", {text(extra)}, {id});
+    call.order = *order;
+    request(call);
   }
-  void queryOrderDetail(const char* account, int requestId, const char* extra) override {
-    request(makeCall("queryOrderDetail", {textArg(account), textArg(extra)}, {requestId}));
-  }
-  void queryDealDetail(const char* account, int requestId, const char* extra) override {
-    request(makeCall("queryDealDetail", {textArg(account), textArg(extra)}, {requestId}));
-  }
-  void queryPositionDetail(const char* account, int requestId, const char* extra) override {
-    request(makeCall("queryPositionDetail", {textArg(account), textArg(extra)}, {requestId}));
-  }
-  void queryPosition(const char* account, int requestId, const char* extra) override {
-    request(makeCall("queryPosition", {textArg(account), textArg(extra)}, {requestId}));
-  }
-  void placeOrder(const xti::COrdinaryOrder* order, int requestId, const char* extra) override {
-    VendorCall call = makeCall("placeOrder", {textArg(extra)}, {requestId});
-    if (order != nullptr) call.order = *order;
-    request(std::move(call));
-  }
-  void cancelOrderById(int orderId, int requestId) override {
-    request(makeCall("cancelOrderById", {}, {orderId, requestId}));
+  void cancelOrderById(int orderId, int id) override {
+    request({"cancelOrderById", {}, {orderId, id}});
   }
   void cancelOrderByExchangeId(const char* account, const char* exchangeOrderId,
-                               const char* exchangeCode, const char* instrument, int requestId,
+                               const char* exchange, const char* instrument, int id,
                                const char* extra) override {
-    request(makeCall("cancelOrderByExchangeId",
-                     {textArg(account), textArg(exchangeOrderId), textArg(exchangeCode),
-                      textArg(instrument), textArg(extra)},
-                     {requestId}));
+    request({"cancelOrderByExchangeId",
+             {text(account), text(exchangeOrderId), text(exchange), text(instrument), text(extra)},
+             {id}});
   }
 
  private:
-  void request(VendorCall call) {
+  void request(const VendorCall& call) {
     owner_.record(call);
-    owner_.respond(call);
+    std::function<void(const VendorCall&)> responder;
+    {
+      std::lock_guard<std::mutex> lock(owner_.mutex_);
+      responder = owner_.responder_;
+    }
+    if (responder) responder(call);
   }
 
-  // Stops delivery and waits for a callback in flight, unless called from the
-  // vendor thread itself. True the first time.
-  bool shutdownDelivery() {
-    std::unique_lock<std::mutex> lock(owner_.mutex_);
-    if (shutDown_) return false;
-    shutDown_ = true;
-    owner_.stopped_ = true;
-    if (std::this_thread::get_id() != owner_.worker_.get_id()) {
-      owner_.changed_.wait(lock, [this] { return !owner_.delivering_; });
+  // The first time: no more events for this object's receiver (after one in
+  // flight, unless on the vendor thread), and one API fewer running.
+  void shutdown(bool recorded) {
+    {
+      std::unique_lock<std::mutex> lock(owner_.mutex_);
+      if (!shutDown_) {
+        shutDown_ = true;
+        if (owner_.newest_ == this) {
+          if (std::this_thread::get_id() != owner_.worker_.get_id()) {
+            owner_.changed_.wait(lock, [this] { return !owner_.delivering_; });
+          }
+          owner_.callback_ = nullptr;
+        }
+        --owner_.runningApis_;
+        owner_.changed_.notify_all();
+      }
     }
-    owner_.callback_ = nullptr;
-    return true;
+    if (recorded) owner_.record({"shutdown"});
   }
 
   FakeVendor& owner_;
   bool shutDown_ = false;
 };
 
-FakeVendor::FakeVendor() {
-  worker_ = std::thread([this] { runWorker(); });
-  xti::hooks::setApiFactory([this](const char* address) { return create(address); });
-  xti::hooks::setJoinAll([this] { joinAll(); });
+FakeVendor::FakeVendor() : worker_([this] { runWorker(); }) {
+  xti::hooks::setApiFactory([this](const char* address) -> xti::XtTraderApi* {
+    record({"createXtTraderApi", {text(address)}});
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (refuseCreate_) return nullptr;
+    ++liveApis_;
+    ++runningApis_;
+    return new Api(*this);
+  });
+  xti::hooks::setJoinAll([this] {
+    std::unique_lock<std::mutex> lock(mutex_);
+    ++activeJoins_;  // counted before the call shows in the log
+    lock.unlock();
+    record({"joinAll"});
+    lock.lock();
+    changed_.wait(lock, [this] { return runningApis_ == 0 || quit_; });
+    --activeJoins_;
+    changed_.notify_all();
+  });
 }
 
 FakeVendor::~FakeVendor() {
@@ -129,28 +132,7 @@ FakeVendor::~FakeVendor() {
     changed_.notify_all();
   }
   worker_.join();
-  // A detached joinAll (release's worker) may still be on its way out.
-  std::unique_lock<std::mutex> lock(mutex_);
-  changed_.wait(lock, [this] { return activeJoins_ == 0; });
-}
-
-xti::XtTraderApi* FakeVendor::create(const char* address) {
-  record(makeCall("createXtTraderApi", {textArg(address)}, {}));
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (refuseCreate_) return nullptr;
-  ++liveApis_;
-  ++runningApis_;
-  return new Api(*this);
-}
-
-void FakeVendor::joinAll() {
-  record(makeCall("joinAll", {}, {}));
-  // As the library's joinAll: returns once every API object was shut down.
-  std::unique_lock<std::mutex> lock(mutex_);
-  ++activeJoins_;
-  changed_.wait(lock, [this] { return runningApis_ == 0 || quit_; });
-  --activeJoins_;
-  changed_.notify_all();
+  waitUntilJoinsReturn();  // a release's detached joinAll may still be on its way out
 }
 
 void FakeVendor::setRefuseCreate(bool refuse) {
@@ -167,18 +149,8 @@ void FakeVendor::record(VendorCall call) {
   call.thread = std::this_thread::get_id();
   call.at = std::chrono::steady_clock::now();
   std::lock_guard<std::mutex> lock(mutex_);
-  call.sequence = static_cast<int>(log_.size());
   log_.push_back(std::move(call));
   changed_.notify_all();
-}
-
-void FakeVendor::respond(const VendorCall& call) {
-  std::function<void(const VendorCall&)> responder;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    responder = responder_;
-  }
-  if (responder) responder(call);
 }
 
 void FakeVendor::post(VendorEvent event) {
@@ -193,12 +165,9 @@ void FakeVendor::deliver(VendorEvent event) {
 }
 
 void FakeVendor::callNow(const VendorEvent& event) {
-  xti::XtTraderApiCallback* callback = nullptr;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (stopped_) return;
-    callback = callback_;
-  }
+  std::unique_lock<std::mutex> lock(mutex_);
+  xti::XtTraderApiCallback* callback = callback_;
+  lock.unlock();
   if (callback != nullptr) event(*callback);
 }
 
@@ -211,13 +180,13 @@ void FakeVendor::runWorker() {
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
     changed_.wait(lock, [this] { return quit_ || !queue_.empty(); });
-    if (quit_ && queue_.empty()) return;
-    VendorEvent event = std::move(queue_.front());
+    if (queue_.empty()) return;
+    const VendorEvent event = std::move(queue_.front());
     queue_.pop_front();
-    xti::XtTraderApiCallback* callback = stopped_ ? nullptr : callback_;
+    xti::XtTraderApiCallback* callback = callback_;
     delivering_ = callback != nullptr;
     lock.unlock();
-    if (callback != nullptr) event(*callback);  // dropped after shutdown, as the library does
+    if (callback != nullptr) event(*callback);
     lock.lock();
     delivering_ = false;
     changed_.notify_all();
@@ -231,19 +200,15 @@ std::vector<VendorCall> FakeVendor::calls() const {
 
 std::vector<VendorCall> FakeVendor::callsOf(const std::string& op) const {
   std::vector<VendorCall> out;
-  std::lock_guard<std::mutex> lock(mutex_);
-  for (const VendorCall& call : log_) {
-    if (call.op == op) out.push_back(call);
+  for (VendorCall& call : calls()) {
+    if (call.op == op) out.push_back(std::move(call));
   }
   return out;
 }
 
-std::size_t FakeVendor::count(const std::string& op) const { return callsOf(op).size(); }
-
-bool FakeVendor::waitForCalls(const std::string& op, std::size_t n,
-                              std::chrono::milliseconds timeout) const {
+void FakeVendor::waitForCall(const std::string& op, std::size_t n) const {
   std::unique_lock<std::mutex> lock(mutex_);
-  return changed_.wait_for(lock, timeout, [&] {
+  changed_.wait(lock, [&] {
     std::size_t seen = 0;
     for (const VendorCall& call : log_) seen += call.op == op;
     return seen >= n;
@@ -255,9 +220,14 @@ int FakeVendor::liveApis() const {
   return liveApis_;
 }
 
-bool FakeVendor::hasCallback() const {
+int FakeVendor::waitingJoins() const {
   std::lock_guard<std::mutex> lock(mutex_);
-  return callback_ != nullptr && !stopped_;
+  return activeJoins_;
+}
+
+void FakeVendor::waitUntilJoinsReturn() const {
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, [this] { return activeJoins_ == 0; });
 }
 
 }  // namespace testing

@@ -1,6 +1,5 @@
 // RecordingHost: a host callback object that records every call with deep
-// copies of its arguments, for tests. Thread-safe; waits use a condition
-// variable, never sleeps.
+// copies of its arguments. Thread-safe; waits use a condition variable.
 #ifndef KESTREL_TESTS_SUPPORT_RECORDING_HOST_H_
 #define KESTREL_TESTS_SUPPORT_RECORDING_HOST_H_
 
@@ -11,8 +10,10 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "plugin/common.h"
 #include "plugin/trade_session_spi.h"
 
 namespace kestrel {
@@ -23,7 +24,8 @@ struct HostEvent {
   ResultStatus status;
   int requestId = 0;
   bool isLast = false;
-  bool hasRecord = false;  // record-carrying operations: false for a null record
+  bool takesRecord = false;  // a record-carrying operation
+  bool hasRecord = false;    // ... called with a record
   std::thread::id thread;
   std::chrono::steady_clock::time_point at;
   std::optional<LoginReply> login;
@@ -35,50 +37,132 @@ struct HostEvent {
   std::optional<PositionRecord> position;
   std::optional<PositionDetailRecord> positionDetail;
   std::optional<AccountFunds> funds;
+
+  // The client id of an order or fill record; null for other events.
+  const ClientId* clientId() const {
+    return order         ? &order->clientId
+           : accepted    ? &accepted->clientId
+           : filled      ? &filled->clientId
+           : fill        ? &fill->clientId
+           : orderDetail ? &orderDetail->clientId
+                         : nullptr;
+  }
+
+  // The account header of a record that has one; null for other events.
+  const AccountHeader* header() const {
+    return order         ? &order->header
+           : accepted    ? &accepted->header
+           : filled      ? &filled->header
+           : fill        ? &fill->header
+           : orderDetail ? &orderDetail->header
+           : position    ? &position->header
+           : funds       ? &funds->header
+                         : nullptr;
+  }
+
+  // One line for comparisons: the operation, code, request number, "null"
+  // for a missing record or the record's client id, "more" when not last,
+  // and the status message in UTF-8.
+  std::string summary() const {
+    std::string text = name + " " + std::to_string(status.code);
+    if (takesRecord) text += " " + std::to_string(requestId) + (isLast ? "" : " more");
+    if (takesRecord && !hasRecord) text += " null";
+    if (const ClientId* id = clientId()) text += " " + id->prefix + "/" + id->serial;
+    if (!status.message.empty()) text += " " + CodeConvert::gbk_to_utf8(status.message);
+    return text;
+  }
 };
 
 class RecordingHost : public ITradeSessionSpi {
  public:
-  void onConnected(const ResultStatus& status) override;
-  void onLogin(const ResultStatus& status, const LoginReply& reply) override;
-  void onLogout(const ResultStatus& status) override;
-  void onDisconnected(const ResultStatus& status) override;
-  void onOrderAccepted(const OrderAcceptedRecord* record, const ResultStatus& status, int requestId,
-                       bool isLast) override;
-  void onOrderRejected(const OrderRecord* record, const ResultStatus& status, int requestId,
-                       bool isLast) override;
-  void onOrderFilled(const OrderFilledRecord* record, const ResultStatus& status, int requestId,
-                     bool isLast) override;
-  void onOrderCanceled(const OrderRecord* record, const ResultStatus& status, int requestId,
-                       bool isLast) override;
-  void onFill(const FillRecord* record, const ResultStatus& status, int requestId,
-              bool isLast) override;
-  void onOrdersResponse(const OrderDetailRecord* record, const ResultStatus& status, int requestId,
-                        bool isLast) override;
-  void onFillsResponse(const FillRecord* record, const ResultStatus& status, int requestId,
-                       bool isLast) override;
-  void onPositionsResponse(const PositionRecord* record, const ResultStatus& status, int requestId,
-                           bool isLast) override;
-  void onPositionDetailsResponse(const PositionDetailRecord* record, const ResultStatus& status,
-                                 int requestId, bool isLast) override;
-  void onAccountFundsResponse(const AccountFunds* record, const ResultStatus& status, int requestId,
-                              bool isLast) override;
+  void onConnected(const ResultStatus& s) override { add(event("onConnected", s)); }
+  void onLogin(const ResultStatus& s, const LoginReply& reply) override {
+    HostEvent e = event("onLogin", s);
+    e.login = reply;
+    add(std::move(e));
+  }
+  void onLogout(const ResultStatus& s) override { add(event("onLogout", s)); }
+  void onDisconnected(const ResultStatus& s) override { add(event("onDisconnected", s)); }
+#define KS_RECORD(op, Record, slot)                                             \
+  void op(const Record* r, const ResultStatus& s, int id, bool last) override { \
+    HostEvent e = event(#op, s);                                                \
+    e.requestId = id;                                                           \
+    e.isLast = last;                                                            \
+    e.takesRecord = true;                                                       \
+    e.hasRecord = r != nullptr;                                                 \
+    if (r != nullptr) e.slot = *r;                                              \
+    add(std::move(e));                                                          \
+  }
+  KS_RECORD(onOrderAccepted, OrderAcceptedRecord, accepted)
+  KS_RECORD(onOrderRejected, OrderRecord, order)
+  KS_RECORD(onOrderFilled, OrderFilledRecord, filled)
+  KS_RECORD(onOrderCanceled, OrderRecord, order)
+  KS_RECORD(onFill, FillRecord, fill)
+  KS_RECORD(onOrdersResponse, OrderDetailRecord, orderDetail)
+  KS_RECORD(onFillsResponse, FillRecord, fill)
+  KS_RECORD(onPositionsResponse, PositionRecord, position)
+  KS_RECORD(onPositionDetailsResponse, PositionDetailRecord, positionDetail)
+  KS_RECORD(onAccountFundsResponse, AccountFunds, funds)
+#undef KS_RECORD
 
-  std::vector<HostEvent> events() const;
-  std::vector<HostEvent> eventsNamed(const std::string& name) const;
-  std::size_t count(const std::string& name) const;
-  std::size_t total() const;
-  // Waits until `name` was called at least `n` times; false on timeout.
-  bool waitFor(const std::string& name, std::size_t n = 1,
-               std::chrono::milliseconds timeout = std::chrono::seconds(5)) const;
-  void clear();
-
+  std::vector<HostEvent> events() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return events_;
+  }
+  std::vector<HostEvent> eventsNamed(const std::string& name) const {
+    std::vector<HostEvent> out;
+    for (HostEvent& e : events()) {
+      if (e.name == name) out.push_back(std::move(e));
+    }
+    return out;
+  }
+  std::size_t count(const std::string& name) const { return eventsNamed(name).size(); }
+  std::size_t total() const { return events().size(); }
+  // The summaries of all events, joined by "; ".
+  std::string summary() const {
+    std::string text;
+    for (const HostEvent& e : events()) text += (text.empty() ? "" : "; ") + e.summary();
+    return text;
+  }
+  // Blocks until `name` was called at least `n` times.
+  void waitFor(const std::string& name, std::size_t n = 1) const {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] {
+      std::size_t seen = 0;
+      for (const HostEvent& e : events_) seen += e.name == name;
+      return seen >= n;
+    });
+  }
+  void clear() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    events_.clear();
+  }
   // Runs after each recorded event, on the calling (vendor) thread; may throw
   // to play a misbehaving host.
-  void setAfterEvent(std::function<void(const HostEvent&)> hook);
+  void setAfterEvent(std::function<void(const HostEvent&)> hook) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    afterEvent_ = std::move(hook);
+  }
 
  private:
-  void add(HostEvent event);
+  static HostEvent event(const char* name, const ResultStatus& s) {
+    HostEvent e;
+    e.name = name;
+    e.status = s;
+    e.thread = std::this_thread::get_id();
+    e.at = std::chrono::steady_clock::now();
+    return e;
+  }
+  void add(HostEvent e) {
+    std::function<void(const HostEvent&)> hook;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      events_.push_back(e);
+      hook = afterEvent_;
+      changed_.notify_all();
+    }
+    if (hook) hook(e);
+  }
 
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
