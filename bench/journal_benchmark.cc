@@ -67,9 +67,9 @@ void BM_JournalSizePerOrder(benchmark::State& state) {
   const xti::VendorOrder filled = vendorOrder(1, OrderEvent::kFilled);
   const xti::VendorDeal deal = vendorDeal(1);
   OrderAcceptedRecord acceptedRecord;
-  toAcceptedOrderRecord(accepted, acceptedRecord);
+  toOrderRecord(accepted, acceptedRecord);
   OrderFilledRecord filledRecord;
-  toFilledOrderRecord(filled, filledRecord);
+  toOrderRecord(filled, filledRecord);
   FillRecord fillRecord;
   toFillRecord(deal, fillRecord);
   const xti::XtError success;

@@ -110,7 +110,7 @@ class OrderFlood {
     constexpr int kBatch = 1024;
     std::vector<AccountOrderNewRequest> requests;
     for (int n = 0; n < kBatch; ++n) requests.push_back(orderRequest(first + n));
-    xti::XtTraderApiCallback* receiver = session.callbackReceiver();
+    xti::XtTraderApiCallback* receiver = &session.TEST_receiver();
     const xti::XtError success;
     int next = first;
     while (!stop_.load(std::memory_order_relaxed)) {
@@ -140,10 +140,10 @@ void BM_PushUnderLoad(benchmark::State& state) {
   benchmark::DoNotOptimize(session->setConfig(benchConfig()));
   benchmark::DoNotOptimize(session->registerSpi(&sharedNullHost()));
   benchmark::DoNotOptimize(session->connect());
-  xti::XtTraderApiCallback* receiver = session->callbackReceiver();
+  xti::XtTraderApiCallback* receiver = &session->TEST_receiver();
   receiver->onAccountStatus("8800123456", 0, 1);
   constexpr int kRegistered = 100000;
-  registerOrders(*session->callbackReceiver()->identity->registry, kRegistered);
+  registerOrders(*session->TEST_receiver().TEST_identity().registry, kRegistered);
   std::vector<xti::VendorOrder> pushes;
   for (int n : pickOrders(kRegistered, Pick::kRecent)) {
     pushes.push_back(vendorOrder(n, OrderEvent::kAccepted));

@@ -143,15 +143,7 @@ bool Connection::enqueue(std::vector<Answer> answers) {
   return wake;
 }
 
-void Connection::sleep(Clock::time_point until) {
-  std::unique_lock<std::mutex> lock(mu_.native(), std::adopt_lock);
-  if (until == Clock::time_point::max()) {
-    changed_.wait(lock);
-  } else {
-    changed_.wait_until(lock, until);
-  }
-  lock.release();  // still held, by the caller's scope
-}
+void Connection::sleep(Clock::time_point until) { mu_.waitUntil(changed_, until); }
 
 int Connection::callbacksOnThisThread() const {
   return static_cast<int>(std::count(tlsDelivering.begin(), tlsDelivering.end(), this));

@@ -7,6 +7,8 @@
 #ifndef KESTREL_PLUGIN_MUTEX_H_
 #define KESTREL_PLUGIN_MUTEX_H_
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 
 #if defined(__clang__)
@@ -33,6 +35,21 @@ class KS_CAPABILITY("mutex") Mutex {
 
   void lock() KS_ACQUIRE() { mu_.lock(); }
   void unlock() KS_RELEASE() { mu_.unlock(); }
+
+  // With this mutex held: releases it while waiting on `cv` until notified or
+  // until `deadline` (time_point::max(): no deadline), then holds it again, as
+  // std::condition_variable does with a std::unique_lock.
+  template <class Clock, class Duration>
+  void waitUntil(std::condition_variable& cv, std::chrono::time_point<Clock, Duration> deadline)
+      KS_REQUIRES() {
+    std::unique_lock<std::mutex> lock(mu_, std::adopt_lock);
+    if (deadline == std::chrono::time_point<Clock, Duration>::max()) {
+      cv.wait(lock);
+    } else {
+      cv.wait_until(lock, deadline);
+    }
+    lock.release();  // still held, by the caller
+  }
 
  private:
   std::mutex mu_;

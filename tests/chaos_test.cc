@@ -18,7 +18,6 @@
 
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
-#include "tests/support/answer_modes.h"
 
 namespace kestrel {
 namespace testing {
@@ -284,7 +283,7 @@ INSTANTIATE_TEST_SUITE_P(
                        ::testing::Bool()),
     [](const ::testing::TestParamInfo<std::tuple<int, bool>>& info) {
       return std::string(kCases[std::get<0>(info.param)].name) + "_" +
-             answerModeName(::testing::TestParamInfo<bool>(std::get<1>(info.param), 0));
+             (std::get<1>(info.param) ? "Synchronous" : "Asynchronous");
     });
 
 }  // namespace

@@ -262,7 +262,7 @@ class RecordingSession final : public ITradeSession {
   template <typename R>
   R unavailable() const {
     if constexpr (std::is_same<R, ResultStatus>::value) {
-      return failureStatus(-1, realPlugin().problem);
+      return ResultStatus{kRequestFailed, realPlugin().problem};
     } else {
       return R();
     }
