@@ -38,13 +38,14 @@ class KS_CAPABILITY("mutex") Mutex {
 
   // With this mutex held: releases it while waiting on `cv` until notified or
   // until `deadline` (time_point::max(): no deadline), then holds it again, as
-  // std::condition_variable does with a std::unique_lock.
+  // std::condition_variable does with a std::unique_lock. It may return early
+  // (a spurious wake-up): callers re-check their condition in a loop.
   template <class Clock, class Duration>
   void waitUntil(std::condition_variable& cv, std::chrono::time_point<Clock, Duration> deadline)
-      KS_REQUIRES() {
+      KS_REQUIRES(this) {
     std::unique_lock<std::mutex> lock(mu_, std::adopt_lock);
     if (deadline == std::chrono::time_point<Clock, Duration>::max()) {
-      cv.wait(lock);
+      cv.wait(lock);  // NOLINT(bugprone-spuriously-wake-up-functions): see above
     } else {
       cv.wait_until(lock, deadline);
     }
