@@ -555,8 +555,17 @@ TEST(BrokerThreadsTest, TheCallbackMayStopItsOwnObject) {
     Session s(behaviour);
     s.connectAndLogin();
     const bool deleting = remove;
-    s.recorder.react([&](const std::string&) { deleting ? s.api.reset() : s.api->shutdown(); });
+    // The object may be deleted only once no call on it is under way: the
+    // callback that deletes it waits for the order call to return.
+    std::promise<void> returned;
+    std::shared_future<void> placed = returned.get_future().share();
+    s.recorder.react([&, placed](const std::string&) {
+      if (!deleting) return s.api->shutdown();
+      placed.wait();
+      s.api.reset();
+    });
     s.request(kOrder);
+    returned.set_value();
     s.recorder.waitFor(1);
     joinSimulatedThreads();
     EXPECT_EQ(kinds(s.recorder), "reply ");
