@@ -1,6 +1,5 @@
 #include "recorder/journal/journal.h"
 
-#include <atomic>
 #include <cstring>
 #include <system_error>
 
@@ -15,12 +14,6 @@ using std::chrono::steady_clock;
 constexpr auto kWriterPace = std::chrono::milliseconds(5);
 constexpr std::size_t kGapFrameSize = kFrameHeadSize + kPayloadHeadSize + 9;
 
-uint32_t threadNumber() {
-  static std::atomic<uint32_t> next{0};
-  thread_local const uint32_t number = ++next;
-  return number;
-}
-
 std::string defaultPath() {
   std::string path = environmentValue("KS_JOURNAL_FILE");
   const std::string pid = std::to_string(processId());
@@ -34,10 +27,10 @@ void store(std::string& frame, std::size_t at, T value) {
   std::memcpy(&frame[at], &value, sizeof(value));
 }
 
-void stamp(std::string& frame, uint64_t time) {
+void stamp(std::string& frame, uint64_t time, uint32_t thread) {
   store<uint32_t>(frame, 0, static_cast<uint32_t>(frame.size() - kFrameHeadSize));
   store<uint64_t>(frame, kFrameHeadSize, time);
-  store<uint32_t>(frame, kFrameHeadSize + 8, threadNumber());
+  store<uint32_t>(frame, kFrameHeadSize + 8, thread);
 }
 
 // Closes the process's journal when the process exits normally.
@@ -94,20 +87,27 @@ void Journal::append(std::string& frame) {
   }
   const auto time = static_cast<uint64_t>(
       std::chrono::duration_cast<std::chrono::nanoseconds>(steady_clock::now() - start_).count());
+  const uint32_t thread = threadNumber();
   if (dropped_ > 0) {
     std::string gapFrame;
     FrameWriter writer(gapFrame);
     writer.begin(Boundary::kJournal, Kind::kGap, 0, 0, 0);
     writer.int64(static_cast<int64_t>(dropped_));
-    stamp(gapFrame, time);
+    stamp(gapFrame, time, thread);
     queue_ += gapFrame;
     ++queued_;
     dropped_ = 0;
   }
-  stamp(frame, time);
+  stamp(frame, time, thread);
   queue_ += frame;
   ++queued_;
   if (queue_.size() > queueBytes_ / 2) wake_.notify_one();
+}
+
+uint32_t Journal::threadNumber() {
+  const auto [it, added] =
+      threads_.try_emplace(std::this_thread::get_id(), static_cast<uint32_t>(threads_.size() + 1));
+  return it->second;
 }
 
 void Journal::countLost() {
@@ -208,7 +208,8 @@ void Journal::run() {
         writer.int64(static_cast<int64_t>(counts_.notWritten));
         stamp(end, static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
                                              steady_clock::now() - start_)
-                                             .count()));
+                                             .count()),
+              threadNumber());
         if (counts_.queueFull + counts_.notWritten > 0) {
           std::fprintf(stderr,
                        "journal %s: %llu entries written, %llu dropped (queue full), %llu not "

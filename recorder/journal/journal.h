@@ -26,6 +26,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_map>
 
 #include "recorder/journal/journal_export.h"
 #include "recorder/journal/journal_format.h"
@@ -72,6 +73,12 @@ class KS_JOURNAL_API Journal {
   bool writeBytes(const std::string& bytes);
   bool writeBatch(std::string& batch, uint64_t& entries);
   void report(const std::string& problem);
+  // The calling thread's number in this journal: 1, 2, ... in the order of
+  // their first entries. Kept here rather than in a thread_local, so that a
+  // thread that records holds no storage of this library's that it would
+  // have to release when it ends (threads of the host and the vendor end
+  // when they like, the process's last ones while it exits).
+  uint32_t threadNumber();  // REQUIRES: mutex_ held
 
   // Constant after construction.
   const std::string path_;
@@ -88,6 +95,7 @@ class KS_JOURNAL_API Journal {
   uint64_t done_ = 0;     // of those, written or lost
   uint64_t dropped_ = 0;  // dropped since the last gap entry
   uint32_t objects_ = 0;
+  std::unordered_map<std::thread::id, uint32_t> threads_;  // see threadNumber()
   Counts counts_;
   bool flushWanted_ = false;
   bool closing_ = false;

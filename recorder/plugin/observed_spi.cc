@@ -11,7 +11,7 @@ namespace event = slot::event;
 template <typename... Values>
 ITradeSessionSpi* ObservedSpi::note(uint16_t slot, int requestId, const Values&... values) {
   try {
-    thread_local std::string frame;
+    std::string frame;
     buildEntry(frame, Boundary::kHost, Kind::kCallback, slot, object_, requestId,
                [&](FrameWriter& w) { (put(w, values), ...); });
     noted(frame);

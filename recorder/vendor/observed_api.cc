@@ -10,7 +10,7 @@ namespace request = slot::vendor;
 template <typename... Values>
 void ObservedApi::note(uint16_t slot, int requestId, const Values&... values) {
   try {
-    thread_local std::string frame;
+    std::string frame;
     buildEntry(frame, Boundary::kVendor, Kind::kRequest, slot, object_, requestId,
                [&](FrameWriter& w) { (put(w, values), ...); });
     noted(frame);
