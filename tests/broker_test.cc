@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <future>
@@ -63,27 +64,35 @@ template <class R>
 std::string codes(const R& r) {
   return {char(r.m_nDirection), char(r.m_nOffsetFlag), char(r.m_nPriceType), char(r.m_nHedgeFlag)};
 }
+// Every order, deal and position record names its account and product; a line
+// whose record does not starts with "unnamed".
+template <class R>
+std::string named(const R& r) {
+  return fieldText(r.m_strAccountID).empty() || fieldText(r.m_strProductID).empty() ? "unnamed "
+                                                                                    : "";
+}
 std::string text(const VendorOrder& o) {
-  return join(o.m_nOrderID, fieldText(o.m_strInstrumentID), fieldText(o.m_strExchangeID),
+  return named(o) +
+         join(o.m_nOrderID, fieldText(o.m_strInstrumentID), fieldText(o.m_strExchangeID),
               std::string{char(o.m_nOrderStatus), char(o.m_nOrderSubmitStatus)},
               std::to_string(o.m_nVolumeTraded) + "/" + std::to_string(o.m_nVolumeTotalOriginal),
               shown(fieldText(o.m_strOrderSysID)), codes(o), o.m_dLimitPrice,
               fieldText(o.m_strErrorMsg), o.m_dAveragePrice, o.m_dTradeAmount);
 }
 std::string text(const VendorDeal& d) {
-  return join(d.m_nOrderID, fieldText(d.m_strInstrumentID), fieldText(d.m_strExchangeID),
-              fieldText(d.m_strTradeID), d.m_nVolume, d.m_dPrice, codes(d),
-              fieldText(d.m_strOrderSysID));
+  return named(d) + join(d.m_nOrderID, fieldText(d.m_strInstrumentID), fieldText(d.m_strExchangeID),
+                         fieldText(d.m_strTradeID), d.m_nVolume, d.m_dPrice, codes(d),
+                         fieldText(d.m_strOrderSysID));
 }
 std::string text(const VendorPosition& p) {
-  return join(fieldText(p.m_strInstrumentID), fieldText(p.m_strExchangeID), char(p.m_nDirection),
-              p.m_bIsToday, p.m_nPosition, p.m_dOpenPrice);
+  return named(p) + join(fieldText(p.m_strInstrumentID), fieldText(p.m_strExchangeID),
+                         char(p.m_nDirection), p.m_bIsToday, p.m_nPosition, p.m_dOpenPrice);
 }
 std::string text(const VendorPositionDetail& d) {
-  return join(fieldText(d.m_strInstrumentID), fieldText(d.m_strExchangeID), char(d.m_nDirection),
-              d.m_bIsToday, d.m_nVolume, d.m_nFrozenVolume, d.m_dOpenPrice,
-              fieldText(d.m_strTradeID), d.m_dOpenCost, fieldText(d.m_strOpenDate),
-              fieldText(d.m_strTradingDay));
+  return named(d) + join(fieldText(d.m_strInstrumentID), fieldText(d.m_strExchangeID),
+                         char(d.m_nDirection), d.m_bIsToday, d.m_nVolume, d.m_nFrozenVolume,
+                         d.m_dOpenPrice, fieldText(d.m_strTradeID), d.m_dOpenCost,
+                         fieldText(d.m_strOpenDate), fieldText(d.m_strTradingDay));
 }
 std::string text(const VendorAccountDetail& f) {
   return join(f.m_dPreBalance, f.m_dBalance, f.m_dAvailable, f.m_dCommission, f.m_dCurrMargin,
@@ -440,6 +449,12 @@ std::string describe(const Config& c) {
     out += "\n" + join("instrument", i.code, i.exchange, i.product, i.price, i.multiplier,
                        i.marginRate, i.tick, i.bandPercent);
   }
+  const Chaos& k = c.chaos;
+  if (k.any() || k.seed != Chaos().seed || k.delayMs != Chaos().delayMs || !k.keepDayAfterDrop) {
+    out += "\n" + join("chaos", k.seed, k.dropAfterMs, k.dropAfterEvents, k.keepDayAfterDrop,
+                       k.pushesBeforeReply, k.duplicatePushes, k.errorPushWithoutReply,
+                       k.reorderReplies, k.delayReplies, k.delayMs, k.rejectOrders);
+  }
   return out;
 }
 
@@ -489,6 +504,22 @@ TEST(BrokerConfigTest, TextsGiveTheirSettingsOrTheLineAtFault) {
       {"[instrument a]\nexchange = LME",
        "t:2: unknown exchange \"LME\" (SH, SZ, SHFE, DCE, CZCE, CFFEX, INE, GFEX, BJ)"},
       {"[instrument a]\nproduct =", "t:2: product must be 1-31 bytes"},
+      {"[instrument a]\nproduct = abcdefghijklmnopqrstuvwxyz012345",
+       "t:2: product must be 1-31 bytes"},
+      {"[instrument a]\nexchange = SHFE\nprice = 5\nproduct = abcdefghijklmnopqrstuvwxyz01234",
+       "behaviour 0 3 0 0 2 20240601 0 1 0.0001 '' unreachable.invalid:7001\n"
+       "instrument a SHFE abcdefghijklmnopqrstuvwxyz01234 5 1 1 0.01 10"},
+      {"[chaos]\nseed = 0\ndrop_after_ms = 86400000\ndrop_after_events = 1000000000\n"
+       "after_drop = fresh\npushes_before_reply = 0.5\nduplicate_pushes = 1\n"
+       "error_push_without_reply = 0.25\nreorder_replies = 0\ndelay_replies = 0.1\n"
+       "delay_ms = 60000\nreject_orders = 0.75",
+       "behaviour 0 3 0 0 2 20240601 0 1 0.0001 '' unreachable.invalid:7001\n"
+       "chaos 0 86400000 1000000000 0 0.5 1 0.25 0 0.1 60000 0.75"},
+      {"[chaos]\nseed = -1", "t:2: seed must be a whole number"},
+      {"[chaos]\ndelay_ms = 60001", "t:2: delay_ms must be a whole number 0-60000"},
+      {"[chaos]\nreject_orders = 1.01", "t:2: reject_orders must be a share 0-1"},
+      {"[chaos]\nafter_drop = never", "t:2: after_drop must be day or fresh"},
+      {"[chaos]\ndrop = 1", "t:2: unknown key \"drop\" in [chaos]"},
       {"[instrument a]\nprice = nan", "t:2: price must be a number above 0"},
       {"[instrument a]\nmultiplier = 1000001", "t:2: multiplier must be above 0"},
       {"[instrument a]\nmargin_rate = 1.5", "t:2: margin_rate must be above 0 and at most 1"},
@@ -499,6 +530,32 @@ TEST(BrokerConfigTest, TextsGiveTheirSettingsOrTheLineAtFault) {
     const ConfigResult r = parseConfig(text, "t");
     EXPECT_EQ(r.ok ? describe(r.config) : r.error, expected) << text;
   }
+}
+
+// A configuration path in GBK (the host's code page) opens the file that has
+// the UTF-8 name, and a fault in it is reported under that name.
+TEST(BrokerConfigTest, GbkPathsAreReadAndShownAsUtf8) {
+  const std::string dir = ::testing::TempDir() + "ks_broker_config_gbk";
+  const std::string utf8 = dir + "/\xE9\x85\x8D\xE7\xBD\xAE";  // 配置
+  std::filesystem::create_directories(std::filesystem::u8path(dir));
+  std::ofstream(std::filesystem::u8path(utf8)) << "[behaviour]\nfill_slices = 0\n";
+  EXPECT_EQ(loadConfig(dir + "/\xC5\xE4\xD6\xC3").error,
+            utf8 + ":2: fill_slices must be a whole number 1-1000");
+}
+
+// Dates of the counter's clock at UTC+8, across month, year and leap-day ends.
+TEST(BrokerClockTest, StampsAndThePreviousWeekday) {
+  const std::pair<int64_t, const char*> stamps[] = {
+      {0, "19700101 08:00:00"}, {-28801, "19691231 23:59:59"}, {1709222400, "20240301 00:00:00"}};
+  for (const auto& [seconds, expected] : stamps) {
+    const Stamp stamp = stampAt(seconds);
+    EXPECT_EQ(stamp.date + " " + stamp.time, expected) << seconds;
+  }
+  const std::pair<const char*, const char*> weekdays[] = {
+      {"20240603", "20240531"}, {"20240101", "20231229"}, {"20240301", "20240229"},
+      {"20230301", "20230228"}, {"20000301", "20000229"}, {"20240302", "20240301"},
+      {"20240303", "20240301"}, {"19000101", "18991229"}};
+  for (const auto& [day, before] : weekdays) EXPECT_EQ(previousWeekday(day), before) << day;
 }
 
 // --- Threads.
