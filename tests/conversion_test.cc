@@ -77,6 +77,7 @@ TEST_F(ConversionTest, VendorTimesAreUtcPlusEight) {
     EXPECT_EQ(vendorTimeReference(r.date, r.time), r.expected);
   }
   EXPECT_EQ(vendorTimeToMillis(nullptr, "09:30:15"), 0);
+  EXPECT_EQ(vendorTimeToMillis("20240105", nullptr), 0);
 }
 
 // Against the reference on every day of the edge years Boost accepts (its
