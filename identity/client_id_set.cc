@@ -19,13 +19,42 @@ void XtClientIdSet::add(int requestId, const ClientId& id) {
   requestMap.insert_or_assign(requestId, id);
 }
 
+namespace {
+
+// A map entry built, its allocation included, before the lock is taken.
+template <class Map, class Key, class Value>
+typename Map::node_type entryOf(Key&& key, Value&& value) {
+  Map one;
+  one.emplace(std::forward<Key>(key), std::forward<Value>(value));
+  return one.extract(one.begin());
+}
+
+// insert_or_assign of such an entry.
+template <class Map>
+void place(Map& map, typename Map::node_type entry) {
+  auto placed = map.insert(std::move(entry));
+  if (!placed.inserted) placed.position->second = std::move(placed.node.mapped());
+}
+
+}  // namespace
+
+// The id is read in one critical section and the two new entries linked in
+// another; the entries and the key text are built in between. A vendor
+// thread that looks an order up while a host thread files one waits only for
+// the tree operations, not for allocations.
 bool XtClientIdSet::update(int requestId, int orderId) {
+  ClientId id;
+  {
+    MutexLock lock(mutex);
+    auto found = requestMap.find(requestId);
+    if (found == requestMap.end()) return false;
+    id = found->second;
+  }
+  auto byKey = entryOf<std::map<std::string, int>>(clientIdKey(id), orderId);
+  auto byOrder = entryOf<std::map<int, ClientId>>(orderId, std::move(id));
   MutexLock lock(mutex);
-  auto found = requestMap.find(requestId);
-  if (found == requestMap.end()) return false;
-  const ClientId& id = found->second;
-  orderMap.insert_or_assign(orderId, id);
-  keyMap.insert_or_assign(clientIdKey(id), orderId);
+  place(orderMap, std::move(byOrder));
+  place(keyMap, std::move(byKey));
   return true;
 }
 
