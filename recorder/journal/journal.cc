@@ -206,9 +206,10 @@ void Journal::run() {
         writer.int64(static_cast<int64_t>(counts_.written));
         writer.int64(static_cast<int64_t>(counts_.queueFull));
         writer.int64(static_cast<int64_t>(counts_.notWritten));
-        stamp(end, static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                             steady_clock::now() - start_)
-                                             .count()),
+        stamp(end,
+              static_cast<uint64_t>(
+                  std::chrono::duration_cast<std::chrono::nanoseconds>(steady_clock::now() - start_)
+                      .count()),
               threadNumber());
         if (counts_.queueFull + counts_.notWritten > 0) {
           std::fprintf(stderr,
