@@ -77,7 +77,8 @@ class KS_JOURNAL_API Journal {
   // their first entries. Kept here rather than in a thread_local, so that a
   // thread that records holds no storage of this library's that it would
   // have to release when it ends (threads of the host and the vendor end
-  // when they like, the process's last ones while it exits).
+  // when they like, the process's last ones while it exits). A thread that
+  // the system gives the id of one that has ended shares its number.
   uint32_t threadNumber();  // REQUIRES: mutex_ held
 
   // Constant after construction.
