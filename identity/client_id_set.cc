@@ -1,5 +1,7 @@
 #include "identity/client_id_set.h"
 
+#include <utility>
+
 namespace kestrel {
 
 std::string clientIdKey(const ClientId& id) {
