@@ -60,6 +60,13 @@ void checkCodeConvert(const uint8_t* data, std::size_t size);
 // (fuzz/config_check.cc).
 void checkCounterConfig(const uint8_t* data, std::size_t size);
 
+// The journal's reader (recorder/journal/journal_format.h) on arbitrary bytes,
+// as a whole file (entries inside it and in order; a stop names an offset
+// inside it) and as one entry's payload in a well-formed file (read back
+// whole); every entry's values print or are refused with FormatError. Built
+// with the journal's code (fuzz/journal_check.cc).
+void checkJournal(const uint8_t* data, std::size_t size);
+
 }  // namespace fuzz
 }  // namespace kestrel
 

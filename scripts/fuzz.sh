@@ -14,7 +14,7 @@ build=${1:-build-fuzz}
 shift || true
 seconds=${FUZZ_SECONDS:-20}
 targets=("$@")
-[ ${#targets[@]} -eq 0 ] && targets=(vendor_time text_to_int vendor_records code_convert counter_config)
+[ ${#targets[@]} -eq 0 ] && targets=(vendor_time text_to_int vendor_records code_convert counter_config journal)
 
 findings=$build/fuzz-findings
 mkdir -p "$findings"

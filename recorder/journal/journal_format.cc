@@ -202,6 +202,10 @@ bool readJournal(const std::string& path, JournalFile& out) {
   for (std::size_t n; (n = std::fread(buffer, 1, sizeof(buffer), file.get())) > 0;) {
     data.append(buffer, n);
   }
+  return parseJournal(data, path, out);
+}
+
+bool parseJournal(const std::string& data, const std::string& path, JournalFile& out) {
   if (data.size() < kMagicSize + 8 || data.compare(0, kMagicSize, kMagic) != 0) {
     out.problem = path + " is not a journal (no journal header)";
     return false;

@@ -148,6 +148,8 @@ std::string journalHeader(uint64_t startMicros, uint32_t processId, const std::s
 // program reads; otherwise true with every complete entry, and `problem`
 // set when a truncated or corrupt entry ended the reading.
 bool readJournal(const std::string& path, JournalFile& out);
+// The same for the bytes of a journal; `path` names them in `problem`.
+bool parseJournal(const std::string& data, const std::string& path, JournalFile& out);
 
 }  // namespace journal
 }  // namespace kestrel
