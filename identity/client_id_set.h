@@ -11,9 +11,9 @@
 // them (allocations and the key text) in between, so that a vendor thread's
 // lookup never waits for a host thread's allocation; an add of the same
 // request number in between may leave the order filed under the id it
-// replaced. The other operations hold the mutex for their whole run. Nothing is ever
-// removed; the maps grow until the registry is destroyed. The destructor takes
-// no lock, so no other operation may still be running.
+// replaced. The other operations hold the mutex for their whole run. Nothing
+// is ever removed; the maps grow until the registry is destroyed. The
+// destructor takes no lock, so no other operation may still be running.
 #ifndef KESTREL_IDENTITY_CLIENT_ID_SET_H_
 #define KESTREL_IDENTITY_CLIENT_ID_SET_H_
 

@@ -449,12 +449,12 @@ std::string describe(const Config& c) {
     out += "\n" + join("instrument", i.code, i.exchange, i.product, i.price, i.multiplier,
                        i.marginRate, i.tick, i.bandPercent);
   }
-  const Chaos& k = c.chaos;
-  if (k.any() || k.seed != Chaos().seed || k.delayMs != Chaos().delayMs || !k.keepDayAfterDrop) {
-    out += "\n" + join("chaos", k.seed, k.dropAfterMs, k.dropAfterEvents, k.keepDayAfterDrop,
-                       k.pushesBeforeReply, k.duplicatePushes, k.errorPushWithoutReply,
-                       k.reorderReplies, k.delayReplies, k.delayMs, k.rejectOrders);
-  }
+  const auto chaos = [](const Chaos& k) {
+    return join("chaos", k.seed, k.dropAfterMs, k.dropAfterEvents, k.keepDayAfterDrop,
+                k.pushesBeforeReply, k.duplicatePushes, k.errorPushWithoutReply, k.reorderReplies,
+                k.delayReplies, k.delayMs, k.rejectOrders);
+  };
+  if (chaos(c.chaos) != chaos(Chaos())) out += "\n" + chaos(c.chaos);  // only when given
   return out;
 }
 
@@ -541,6 +541,7 @@ TEST(BrokerConfigTest, GbkPathsAreReadAndShownAsUtf8) {
   std::ofstream(std::filesystem::u8path(utf8)) << "[behaviour]\nfill_slices = 0\n";
   EXPECT_EQ(loadConfig(dir + "/\xC5\xE4\xD6\xC3").error,
             utf8 + ":2: fill_slices must be a whole number 1-1000");
+  std::filesystem::remove_all(std::filesystem::u8path(dir));
 }
 
 // Dates of the counter's clock at UTC+8, across month, year and leap-day ends.
