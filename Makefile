@@ -16,7 +16,7 @@ CMAKE_FLAGS ?=
 WINDOWS_BUILD ?= build-windows
 
 .PHONY: all setup build test demo lint package clean setup-lint setup-windows build-windows \
-	test-windows
+	test-windows setup-msvc build-msvc test-msvc
 
 all: build
 
@@ -54,19 +54,24 @@ package: build build-windows
 clean:
 	rm -rf $(BUILD)
 
-# Windows x64: the three DLLs, the programs and the tests cross-built with
-# mingw-w64, the suite run under Wine through CTest (scripts/windows-test.sh).
-setup-windows: setup
-	@scripts/setup.sh windows
+# Windows x64: the three DLLs, the programs and the tests cross-built, the
+# suite run under Wine through CTest (scripts/windows-test.sh), in two lanes:
+#   make test-msvc     clang in Visual C++'s C++ ABI with Microsoft's STL,
+#                      the binaries a Visual C++ host loads (preset msvc)
+#   make test-windows  mingw-w64, GCC's C++ ABI (preset windows)
+MSVC_BUILD ?= build-msvc
+lane_dir_windows = $(WINDOWS_BUILD)
+lane_dir_msvc = $(MSVC_BUILD)
 
-$(WINDOWS_BUILD)/build.ninja: | setup-windows
-	cmake --preset windows -B $(WINDOWS_BUILD) $(CMAKE_FLAGS)
+setup-windows setup-msvc: setup-%: setup
+	@scripts/setup.sh $*
 
-build-windows: setup-windows $(WINDOWS_BUILD)/build.ninja
-	cmake --build $(WINDOWS_BUILD) -j $(JOBS)
+build-windows build-msvc: build-%: setup-%
+	test -f $(lane_dir_$*)/build.ninja || cmake --preset $* -B $(lane_dir_$*) $(CMAKE_FLAGS)
+	cmake --build $(lane_dir_$*) -j $(JOBS)
 
-test-windows: build-windows
-	JOBS=$(JOBS) scripts/windows-test.sh $(WINDOWS_BUILD)
+test-windows test-msvc: test-%: build-%
+	JOBS=$(JOBS) scripts/windows-test.sh $(lane_dir_$*)
 
 # The benchmark suite: configures a release build with the benchmarks in
 # $(BENCH_BUILD), runs it once and prints the figures table; the push-cost

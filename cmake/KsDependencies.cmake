@@ -13,6 +13,11 @@ else()
   find_package(Boost 1.71 REQUIRED)
   target_link_libraries(ks_boost_headers INTERFACE Boost::headers)
 endif()
+# Boost 1.74's MPL converts -1 to an enumeration in a constant expression,
+# which clang 16 and later refuse unless told otherwise.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 16)
+  target_compile_options(ks_boost_headers INTERFACE -Wno-enum-constexpr-conversion)
+endif()
 
 if(KS_BUILD_TESTS)
   if(CMAKE_CROSSCOMPILING)

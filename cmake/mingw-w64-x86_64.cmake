@@ -24,13 +24,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
 
-# Test programs (and test discovery) run under Wine, headless and quiet, in a
-# prefix inside the build tree, never in the user's ~/.wine.
-# scripts/windows-test.sh creates that prefix and starts Wine's services
-# before CTest runs (see there why).
-find_program(KS_WINE wine REQUIRED)
-find_program(KS_ENV env REQUIRED)
-set(CMAKE_CROSSCOMPILING_EMULATOR
-    ${KS_ENV} -u DISPLAY -u WAYLAND_DISPLAY
-    WINEPREFIX=${CMAKE_BINARY_DIR}/.wine WINEARCH=win64 WINEDEBUG=-all
-    ${KS_WINE})
+# Test programs run under Wine.
+include(${CMAKE_CURRENT_LIST_DIR}/KsWineEmulator.cmake)

@@ -1,0 +1,33 @@
+// Wine's winbase.h with the few Windows 10 declarations of the Windows
+// SDK's that it lacks and that Microsoft's STL's sources use for
+// std::filesystem (the values and layouts are the SDK's).
+#ifndef KS_MSVC_WINBASE_H_
+#define KS_MSVC_WINBASE_H_
+
+#include_next <winbase.h>
+
+#ifndef SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE
+#define SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE 0x2
+#endif
+#ifndef FILE_DISPOSITION_FLAG_DELETE
+#define FILE_DISPOSITION_FLAG_DO_NOT_DELETE 0x00000000
+#define FILE_DISPOSITION_FLAG_DELETE 0x00000001
+#define FILE_DISPOSITION_FLAG_POSIX_SEMANTICS 0x00000002
+#define FILE_DISPOSITION_FLAG_IGNORE_READONLY_ATTRIBUTE 0x00000010
+typedef struct _FILE_DISPOSITION_INFO_EX {
+  DWORD Flags;
+} FILE_DISPOSITION_INFO_EX, *PFILE_DISPOSITION_INFO_EX;
+#endif
+#ifndef FILE_RENAME_FLAG_REPLACE_IF_EXISTS
+#define FILE_RENAME_FLAG_REPLACE_IF_EXISTS 0x00000001
+#define FILE_RENAME_FLAG_POSIX_SEMANTICS 0x00000002
+#endif
+typedef struct _FILE_ID_INFO {
+  ULONGLONG VolumeSerialNumber;
+  struct {
+    BYTE Identifier[16];
+  } FileId;
+} FILE_ID_INFO, *PFILE_ID_INFO;
+WINBASEAPI DWORD WINAPI GetTempPath2W(DWORD, LPWSTR);
+
+#endif  // KS_MSVC_WINBASE_H_
