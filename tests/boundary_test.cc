@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <set>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -19,10 +21,33 @@
 namespace kestrel {
 namespace {
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(_MSC_VER) && defined(_M_X64)
+// Under Visual C++'s ABI a pointer to a virtual member function (of a class
+// with single inheritance) holds the address of a thunk that loads the
+// vftable and jumps through one of its entries: mov rax,[rcx], then
+// jmp [rax+offset] (Visual C++) or mov rax,[rax+offset]; jmp rax (clang).
+// The virtual destructor takes one entry.
+constexpr std::ptrdiff_t kDestructorEntries = 1;
+template <typename MemberFunction>
+std::ptrdiff_t vtableEntry(MemberFunction function) {
+  const unsigned char* code = nullptr;
+  static_assert(sizeof(function) == sizeof(code), "single-inheritance member pointer");
+  std::memcpy(&code, &function, sizeof(code));
+  if (std::memcmp(code, "\x48\x8b\x01", 3) != 0) return -1;
+  const unsigned char* jump = code[3] == 0x48 && code[4] == 0x8b ? code + 4 : code + 3;
+  const int mod = jump[1] >> 6;
+  if ((jump[0] != 0xff && jump[0] != 0x8b) || (jump[1] & 7) != 0 || mod > 2) return -1;
+  std::int32_t offset = 0;
+  if (mod == 1) offset = static_cast<std::int8_t>(jump[2]);
+  if (mod == 2) std::memcpy(&offset, jump + 2, sizeof(offset));
+  return offset / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+#define KS_VTABLE_LAYOUT_KNOWN
+#elif defined(__x86_64__) && defined(__GNUC__)
 // Under the Itanium C++ ABI a pointer to a virtual member function holds one
 // plus the operation's byte offset in the vtable; the virtual destructor
-// takes two entries, so declared operation n after it sits at entry n + 1.
+// takes two entries.
+constexpr std::ptrdiff_t kDestructorEntries = 2;
 template <typename MemberFunction>
 std::ptrdiff_t vtableEntry(MemberFunction function) {
   std::ptrdiff_t words[2];
@@ -30,24 +55,50 @@ std::ptrdiff_t vtableEntry(MemberFunction function) {
   std::memcpy(words, &function, sizeof(words));
   return (words[0] & 1) == 0 ? -1 : (words[0] - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
+#define KS_VTABLE_LAYOUT_KNOWN
+#endif
 
-// Session position p (1 = the destructor) is entry p; host callback and
-// vendor slot s (0 = the destructor) is entry s + 1.
+#if defined(KS_VTABLE_LAYOUT_KNOWN)
+// The positions as the headers note them: the session's from 1 (its
+// destructor), the host callback's and the vendor's slots from 0 (theirs).
+// Every operation sits after the destructor, so its vtable entry is its
+// position shifted by the destructor's entries in the compiler's ABI.
 TEST(InterfaceLayout, OperationsSitAtTheirPositions) {
   using S = ITradeSession;
   using H = ITradeSessionSpi;
   using A = xti::XtTraderApi;
   using C = xti::XtTraderApiCallback;
 #define E(op) vtableEntry(&op)
-  const std::vector<std::ptrdiff_t> entries = {
-      E(S::getTypeCode), E(S::setConfig), E(S::registerSpi), E(S::connect), E(S::easyConnect),
-      E(S::reqAuxiliary), E(S::login), E(S::logout), E(S::release), E(S::reqSessionInit),
-      E(S::reqPasswordUpdate), E(S::getCurrencyRate), E(S::getClientSystemInfo),
-      E(S::getTradingAccountToken), E(S::sendOrder), E(S::cancelOrder), E(S::sendExecutiveOrder),
-      E(S::cancelExecutiveOrder), E(S::reqQryExecutiveOrder), E(S::reqQryTradingAccount),
-      E(S::reqQryPosition), E(S::reqQryPositionDetail), E(S::reqQryOrder), E(S::reqQryInstrument),
-      E(S::reqQryFill), E(S::reqCrashReturn), E(S::reqTradingAccountPasswordUpdate),
-      E(TradeSessionXT::reqQryPositionDetail), E(TradeSessionXT::reqQryFill),
+  const std::vector<std::ptrdiff_t> sessionEntries = {E(S::getTypeCode),
+                                                      E(S::setConfig),
+                                                      E(S::registerSpi),
+                                                      E(S::connect),
+                                                      E(S::easyConnect),
+                                                      E(S::reqAuxiliary),
+                                                      E(S::login),
+                                                      E(S::logout),
+                                                      E(S::release),
+                                                      E(S::reqSessionInit),
+                                                      E(S::reqPasswordUpdate),
+                                                      E(S::getCurrencyRate),
+                                                      E(S::getClientSystemInfo),
+                                                      E(S::getTradingAccountToken),
+                                                      E(S::sendOrder),
+                                                      E(S::cancelOrder),
+                                                      E(S::sendExecutiveOrder),
+                                                      E(S::cancelExecutiveOrder),
+                                                      E(S::reqQryExecutiveOrder),
+                                                      E(S::reqQryTradingAccount),
+                                                      E(S::reqQryPosition),
+                                                      E(S::reqQryPositionDetail),
+                                                      E(S::reqQryOrder),
+                                                      E(S::reqQryInstrument),
+                                                      E(S::reqQryFill),
+                                                      E(S::reqCrashReturn),
+                                                      E(S::reqTradingAccountPasswordUpdate),
+                                                      E(TradeSessionXT::reqQryPositionDetail),
+                                                      E(TradeSessionXT::reqQryFill)};
+  const std::vector<std::ptrdiff_t> slotEntries = {
       // Host callback slots 1, 3, 4, 5, 9-14, 17-19, 22.
       E(H::onConnected), E(H::onLogin), E(H::onLogout), E(H::onDisconnected), E(H::onOrderAccepted),
       E(H::onOrderRejected), E(H::onOrderFilled), E(H::onOrderCanceled), E(H::onFill),
@@ -65,12 +116,49 @@ TEST(InterfaceLayout, OperationsSitAtTheirPositions) {
       E(C::onPositionReply), E(C::onAccountStatus), E(C::onOrderPush), E(C::onDealPush),
       E(C::onOrderErrorPush), E(C::onCancelErrorPush), E(C::reservedCallback104)};
 #undef E
-  const std::vector<std::ptrdiff_t> expected = {
-      2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20,
-      21, 22, 23, 24, 25, 26, 27, 51, 23, 26, 2,  4,  5,  6,  10, 11, 12, 13, 14,
-      15, 18, 19, 20, 23, 2,  3,  4,  11, 12, 13, 15, 17, 18, 19, 39, 40, 41, 2,
-      3,  4,  5,  6,  8,  10, 14, 16, 18, 20, 42, 47, 48, 49, 50, 105};
-  EXPECT_EQ(entries, expected);
+  const std::vector<std::ptrdiff_t> sessionPositions = {2,  3,  4,  5,  6,  7,  8,  9,  10, 11,
+                                                        12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
+                                                        22, 23, 24, 25, 26, 27, 51, 23, 26};
+  const std::vector<std::ptrdiff_t> slots = {
+      1,  3,  4,  5,  9,  10, 11, 12, 13, 14, 17, 18, 19, 22, 1,  2,  3,  10, 11, 12, 14, 16,
+      17, 18, 38, 39, 40, 1,  2,  3,  4,  5,  7,  9,  13, 15, 17, 19, 41, 46, 47, 48, 49, 104};
+  std::vector<std::ptrdiff_t> expectedSession, expectedSlots;
+  for (std::ptrdiff_t p : sessionPositions) expectedSession.push_back(p - 2 + kDestructorEntries);
+  for (std::ptrdiff_t s : slots) expectedSlots.push_back(s - 1 + kDestructorEntries);
+  EXPECT_EQ(sessionEntries, expectedSession);
+  EXPECT_EQ(slotEntries, expectedSlots);
+}
+#endif
+
+// The host's records as a host compiled from plugin/host_records.h lays them
+// out, so that a retyped or reordered field shows. The standard library sets
+// them: std::string is 32 and std::vector 24 bytes in both libraries below,
+// std::list 24 in libstdc++ and 16 in Visual C++'s.
+#if defined(__GLIBCXX__) || defined(_MSVC_STL_VERSION)
+TEST(HostRecordLayout, RecordsHaveTheHostsSizes) {
+#if defined(_MSVC_STL_VERSION)
+  constexpr std::size_t kListBytes = 16;
+#else
+  constexpr std::size_t kListBytes = 24;
+#endif
+  const std::tuple<const char*, std::size_t, std::size_t> rows[] = {
+      {"ResultStatus", sizeof(ResultStatus), 40},
+      {"SessionConfig", sizeof(SessionConfig), 744},
+      {"AccountOrderNewRequest", sizeof(AccountOrderNewRequest), 304},
+      {"AccountOrderCancelRequest", sizeof(AccountOrderCancelRequest), 360},
+      {"AccountFunds", sizeof(AccountFunds), 240},
+      {"OrderDetailRecord", sizeof(OrderDetailRecord), 400},
+      {"OrderRecord", sizeof(OrderRecord), 368},
+      {"OrderAcceptedRecord", sizeof(OrderAcceptedRecord), 384},
+      {"OrderFilledRecord", sizeof(OrderFilledRecord), 432},
+      {"FillRecord", sizeof(FillRecord), 392},
+      {"PositionRecord", sizeof(PositionRecord), 224},
+      {"PositionDetailRecord", sizeof(PositionDetailRecord), 296},
+      {"LoginReply", sizeof(LoginReply), 48 + kListBytes}};
+  for (const auto& [name, size, expected] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(size, expected);
+  }
 }
 #endif
 

@@ -5,9 +5,13 @@
 #
 # Usage: check_exports.sh EXPORTS_MAP PLUGIN.so
 #        check_exports.sh EXPORTS_MAP PLUGIN.dll OBJDUMP [OTHER.dll|.exe ...]
-# The second form reads a PE export table (the mingw-w64 build) and also
-# checks that no binary needs a mingw runtime DLL beside it (libstdc++,
-# libgcc and winpthread are linked in statically).
+# The second form reads a PE export table with GNU or LLVM objdump. In GCC's
+# C++ ABI (the mingw-w64 build) the names are checked as on Linux, and no
+# binary may need a mingw runtime DLL beside it (libstdc++, libgcc and
+# winpthread are linked in). In Visual C++'s ABI the map's patterns are read
+# as the classes they name, the names a host needs are compared demangled,
+# and every binary may import only the Visual C++ 2015-2022 runtime
+# (vcruntime140, msvcp140, the UCRT), Windows' own DLLs and the project's.
 set -euo pipefail
 map=$1
 library=$2
@@ -18,17 +22,54 @@ shift $(($# < 3 ? $# : 3))
 mapfile -t allowed < <(sed -n '/global:/,/local:/s/^[[:space:]]*\([^[:space:]:]*\);$/\1/p' "$map")
 if [ -z "$objdump" ]; then
   exports=$(nm -D --defined-only "$library" | awk 'NF == 3 {print $3}')
-  cxxfilt=c++filt
 else
-  exports=$("$objdump" -p "$library" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/p' |
-    sed -n 's/^[[:space:]]*\[ *[0-9]*\] //p')
-  cxxfilt=${objdump%objdump}c++filt
-  [ -x "$cxxfilt" ] || cxxfilt=c++filt
+  # GNU objdump lists "[Ordinal/Name Pointer] Table", LLVM's "Export Table:".
+  exports=$("$objdump" -p "$library" | awk '
+    /^\[Ordinal\/Name Pointer\] Table/ {gnu = 1; next}
+    /^Export Table:/ {llvm = 1; next}
+    (gnu || llvm) && /^[[:space:]]*$/ {gnu = llvm = 0}
+    gnu && sub(/^[[:space:]]*\[ *[0-9]*\] /, "") {print}
+    llvm && /^ +[0-9]+ +(0x[0-9a-f]+ +)?[^ ]+$/ {print $NF}')
 fi
 status=0
 if [ ${#allowed[@]} -lt 5 ]; then
   echo "no allow-list read from $map"
   status=1
+fi
+
+# Visual C++'s names start with '?'. There an Itanium pattern for a class's
+# members, vtable or type information (_ZN7kestrel13ITradeSession*,
+# _ZT[VIS]N7kestrel13ITradeSessionE) allows every name in the class's scope
+# (*ITradeSession@kestrel@@*).
+visual=0
+grep -q '^?' <<<"$exports" && visual=1
+if [ $visual -eq 1 ]; then
+  for i in "${!allowed[@]}"; do
+    pattern=${allowed[$i]}
+    [[ $pattern == _Z* ]] || continue
+    rest=${pattern#_ZT\[VIS\]}
+    rest=${rest#_Z}
+    rest=${rest#N}
+    scope=""
+    while [[ $rest =~ ^([0-9]+)(.*)$ ]]; do
+      length=${BASH_REMATCH[1]}
+      scope="${BASH_REMATCH[2]:0:$length}@$scope"
+      rest=${BASH_REMATCH[2]:$length}
+    done
+    allowed[$i]="*${scope}@*"
+  done
+  undname=llvm-undname${objdump#*objdump}
+  demangle() {
+    while read -r name; do
+      if [[ $name == \?* ]]; then "$undname" "$name" | sed -n 2p; else echo "$name"; fi
+    done
+  }
+else
+  if [ -n "$objdump" ] && [ -x "${objdump%objdump}c++filt" ]; then
+    demangle() { "${objdump%objdump}c++filt"; }
+  else
+    demangle() { c++filt; }
+  fi
 fi
 
 while read -r name; do
@@ -41,12 +82,16 @@ while read -r name; do
     fi
   done
   if [ $listed -eq 0 ]; then
-    echo "exported but not on the allow-list: $name ($("$cxxfilt" "$name"))"
+    echo "exported but not on the allow-list: $name ($(demangle <<<"$name"))"
     status=1
   fi
 done <<<"$exports"
 
-demangled=$("$cxxfilt" <<<"$exports")
+# Both ABIs' demangled names in one form: no access, virtual, return type,
+# calling convention, class keys or ABI tags; "(void)" as "()".
+demangled=$(demangle <<<"$exports" | sed -E 's/^(public|protected|private): //;
+  s/^(virtual|static) //; s/^(.* )?__cdecl //; s/(class|struct|enum) //g; s/ &/\&/g;
+  s/\(void\)/()/; s/\[abi:[a-z0-9]+\]//g')
 for name in CreateTradeSession GetPluginInfo \
     "kestrel::XtClientIdSet::XtClientIdSet()" "kestrel::XtClientIdSet::~XtClientIdSet()" \
     "kestrel::XtClientIdSet::add(int, kestrel::ClientId const&)" \
@@ -57,7 +102,7 @@ for name in CreateTradeSession GetPluginInfo \
     "kestrel::ITradeSession::ITradeSession(kestrel::ITradeSession const&)" \
     "kestrel::ITradeSession::operator=(kestrel::ITradeSession const&)" \
     "kestrel::ITradeSession::~ITradeSession()" \
-    "kestrel::ITradeSession::getCurrencyRate[abi:cxx11]()" \
+    "kestrel::ITradeSession::getCurrencyRate()" \
     "kestrel::ITradeSession::easyConnect()" \
     "kestrel::ITradeSession::reqQryPositionDetail(int, kestrel::PositionDetailReq const&)" \
     "kestrel::ITradeSession::reqTradingAccountPasswordUpdate(int, kestrel::TradingAccountPasswordUpdateReq const&)"; do
@@ -69,10 +114,16 @@ done
 
 if [ -n "$objdump" ]; then
   for binary in "$library" "$@"; do
-    runtime=$("$objdump" -p "$binary" | sed -n 's/^[[:space:]]*DLL Name: //p' |
-      grep -iE '^(libstdc\+\+|libgcc|libwinpthread)' || true)
-    if [ -n "$runtime" ]; then
-      echo "$(basename "$binary") needs mingw runtime DLLs: $runtime"
+    imports=$("$objdump" -p "$binary" | sed -n 's/^[[:space:]]*DLL Name: //p')
+    if [ $visual -eq 1 ]; then
+      foreign=$(grep -viE '^(vcruntime140(_1)?|msvcp140(_1|_2|_atomic_wait|_codecvt_ids)?|ucrtbase|api-ms-win-[a-z0-9-]+|kernel32|user32|advapi32|ws2_32|Common|XtTraderApi)\.dll$' <<<"$imports" || true)
+      what="DLLs that a Visual C++ build does not import"
+    else
+      foreign=$(grep -iE '^(libstdc\+\+|libgcc|libwinpthread)' <<<"$imports" || true)
+      what="mingw runtime DLLs"
+    fi
+    if [ -n "$foreign" ]; then
+      echo "$(basename "$binary") needs $what:" $foreign
       status=1
     fi
   done
