@@ -45,6 +45,7 @@ install(FILES cmake/package/README.txt DESTINATION . COMPONENT runtime)
 
 set(KS_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/KSTraderAPIPluginXT)
 install(FILES
+  plugin/common.h
   plugin/export.h
   plugin/host_records.h
   plugin/mutex.h
