@@ -467,6 +467,37 @@ TEST(BrokerConfigTest, SampleFileAndMissingFileGiveTheDefaults) {
   EXPECT_EQ(describe(loadConfig(::testing::TempDir() + "no_such_dir/xt_config").config), defaults);
 }
 
+void setConfigVariable(const std::string& value) {
+#if defined(_WIN32)
+  _putenv_s("XT_SIM_CONFIG", value.c_str());
+#else
+  setenv("XT_SIM_CONFIG", value.c_str(), 1);
+#endif
+}
+
+// XT_SIM_CONFIG names the file init() reads in place of its own path; a file
+// it names must exist, where a missing file at init()'s path gives the
+// defaults. (An empty variable counts as unset.)
+TEST(BrokerConfigTest, AFileTheEnvironmentNamesMustExist) {
+  const std::string missing = ::testing::TempDir() + "no_such_dir/xt_config";
+  const std::string sample = KS_SOURCE_DIR "/config/xt_config";
+  const std::string defaults = describe(defaultConfig());
+  const struct {
+    std::string variable, initPath, expected;
+  } rows[] = {
+      {"", missing, defaults},
+      {sample, missing, defaults},
+      {missing, sample, missing + ": no such configuration file (named by XT_SIM_CONFIG)"},
+  };
+  for (const auto& r : rows) {
+    SCOPED_TRACE(r.variable);
+    setConfigVariable(r.variable);
+    const ConfigResult loaded = loadConfigFor(r.initPath.c_str());
+    EXPECT_EQ(loaded.ok ? describe(loaded.config) : loaded.error, r.expected);
+  }
+  setConfigVariable("");
+}
+
 // Each text gives its settings (as describe() writes them) or "t:LINE: what is wrong".
 TEST(BrokerConfigTest, TextsGiveTheirSettingsOrTheLineAtFault) {
   const std::pair<const char*, const char*> cases[] = {

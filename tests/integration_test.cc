@@ -104,7 +104,7 @@ TEST_P(RealStack, MalformedCounterConfigurationFailsTheConnection) {
   const HostEvent event = host.eventsNamed("onDisconnected").at(0);
   EXPECT_EQ(event.status.code, -7);
   const std::string text = CodeConvert::gbk_to_utf8(event.status.message);
-  EXPECT_EQ(text.rfind("[msg=", 0), 0u) << text;
+  EXPECT_EQ(text.rfind("[msg=配置文件错误: ", 0), 0u) << text;
   EXPECT_NE(text.find(config->name() + ":2:"), std::string::npos) << text;
 }
 
