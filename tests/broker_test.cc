@@ -27,6 +27,7 @@
 #include "broker/simulated_api.h"
 #include "broker/simulated_counter.h"
 #include "plugin/platform.h"
+#include "tests/support/counter_config_variable.h"
 
 namespace xti::sim {
 namespace {
@@ -467,14 +468,6 @@ TEST(BrokerConfigTest, SampleFileAndMissingFileGiveTheDefaults) {
   EXPECT_EQ(describe(loadConfig(::testing::TempDir() + "no_such_dir/xt_config").config), defaults);
 }
 
-void setConfigVariable(const std::string& value) {
-#if defined(_WIN32)
-  _putenv_s("XT_SIM_CONFIG", value.c_str());
-#else
-  setenv("XT_SIM_CONFIG", value.c_str(), 1);
-#endif
-}
-
 // XT_SIM_CONFIG names the file init() reads in place of its own path; a file
 // it names must exist, where a missing file at init()'s path gives the
 // defaults. (An empty variable counts as unset.)
@@ -491,11 +484,11 @@ TEST(BrokerConfigTest, AFileTheEnvironmentNamesMustExist) {
   };
   for (const auto& r : rows) {
     SCOPED_TRACE(r.variable);
-    setConfigVariable(r.variable);
+    kestrel::testing::setCounterConfigVariable(r.variable.c_str());
     const ConfigResult loaded = loadConfigFor(r.initPath.c_str());
     EXPECT_EQ(loaded.ok ? describe(loaded.config) : loaded.error, r.expected);
   }
-  setConfigVariable("");
+  kestrel::testing::setCounterConfigVariable("");
 }
 
 // Each text gives its settings (as describe() writes them) or "t:LINE: what is wrong".

@@ -18,6 +18,7 @@
 
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
+#include "tests/support/counter_config_variable.h"
 
 namespace kestrel {
 namespace testing {
@@ -185,14 +186,6 @@ const Case kCases[] = {
      {"accepted A", "filled A", kLost, "logout -12 [msg=未连接到柜台]"}},
 };
 
-void setCounterConfig(const char* path) {
-#if defined(_WIN32)
-  _putenv_s("XT_SIM_CONFIG", path);
-#else
-  setenv("XT_SIM_CONFIG", path, 1);
-#endif
-}
-
 class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
  protected:
   void SetUp() override {
@@ -213,11 +206,11 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
                                   "[account F100]\ncash = 1000000\n"
                                   "[instrument rb2410]\nexchange = SHFE\nprice = 3650\n"
                                   "multiplier = 10\nmargin_rate = 0.1\ntick = 1\n";
-    setCounterConfig(configPath_.c_str());
+    setCounterConfigVariable(configPath_.c_str());
   }
   void TearDown() override {
     if (session_ != nullptr) (void)session_->release();
-    setCounterConfig("");
+    setCounterConfigVariable("");
     std::remove(configPath_.c_str());
   }
 
