@@ -65,7 +65,7 @@ void Connection::setClock(Counter::Clock clock) {
 
 void Connection::init(const char* configPath) {
   // File access happens before the lock is taken.
-  ConfigResult loaded = loadConfig(configPathFor(configPath));
+  ConfigResult loaded = loadConfigFor(configPath);
   Outbox out;
   std::vector<Answer> answers;
   {

@@ -544,12 +544,16 @@ std::string configPathFor(const char* initPath) {
   return path;
 }
 
-ConfigResult loadConfig(const std::string& path) {
+ConfigResult loadConfig(const std::string& path, MissingFile missing) {
   std::string text;
   const std::string shownName = gbkToUtf8(path);
   switch (readWholeFile(path, text)) {
     case ReadStatus::kMissing: {
       ConfigResult result;
+      if (missing == MissingFile::kFailure) {
+        result.error = shownName + ": no such configuration file (named by XT_SIM_CONFIG)";
+        return result;
+      }
       result.ok = true;
       result.config = defaultConfig();
       return result;
@@ -563,6 +567,12 @@ ConfigResult loadConfig(const std::string& path) {
       break;
   }
   return parseConfig(text, shownName);
+}
+
+ConfigResult loadConfigFor(const char* initPath) {
+  const bool named = !environmentValue("XT_SIM_CONFIG").empty();
+  return loadConfig(configPathFor(initPath),
+                    named ? MissingFile::kFailure : MissingFile::kDefaults);
 }
 
 }  // namespace sim

@@ -128,10 +128,20 @@ ConfigResult parseConfig(const std::string& text, const std::string& fileName);
 // else `initPath` with '\' and '/' both taken as separators.
 std::string configPathFor(const char* initPath);
 
+// What a file that does not exist means: the embedded defaults, or a
+// failure (a file asked for by name).
+enum class MissingFile { kDefaults, kFailure };
+
 // Loads the file at `path` (GBK on Windows, bytes on Linux; see
-// sim_platform.h). A missing file gives defaultConfig(); an unreadable or
-// malformed one a failure naming the file (and the line).
-ConfigResult loadConfig(const std::string& path);
+// sim_platform.h). A missing file gives defaultConfig() or, with
+// MissingFile::kFailure, a failure naming it; an unreadable or malformed one
+// a failure naming the file (and the line).
+ConfigResult loadConfig(const std::string& path, MissingFile missing = MissingFile::kDefaults);
+
+// The configuration init() reads: from configPathFor(initPath). A file that
+// XT_SIM_CONFIG names was asked for, so its absence fails the connection
+// instead of leaving the counter on its defaults in silence.
+ConfigResult loadConfigFor(const char* initPath);
 
 }  // namespace sim
 }  // namespace xti

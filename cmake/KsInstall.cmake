@@ -3,10 +3,17 @@
 # Layout under the prefix:
 #   bin/                         the plug-in, the simulated counter XtTraderApi
 #                                and the Common stand-in, demo_host, plugin_info,
-#                                config/xt_config: one folder, as a host installs
-#                                them (each program finds the plug-in, the
-#                                plug-in its libraries and the counter its
-#                                configuration beside itself)
+#                                config/xt_config and config/xt_config.chaos:
+#                                one folder, as a host installs them (each
+#                                program finds the plug-in, the plug-in its
+#                                libraries and the counter its configuration
+#                                beside itself)
+#   journal/record/              the recording plug-in and vendor library with
+#                                KSJournal, and the plug-in and the simulated
+#                                counter beside them as *_real: an installation
+#                                that records both boundaries (docs/journal.md)
+#   journal/tools/               journal_dump, journal_replay, the replay's
+#                                XtTraderApi and a copy of Common
 #   include/KSTraderAPIPluginXT/ the headers a host compiles against
 #   lib/                         import libraries (Windows)
 #   lib/cmake/KSTraderAPIPluginXT/ the package: find_package(KSTraderAPIPluginXT
@@ -35,16 +42,51 @@ if(TARGET demo_host)
   list(APPEND KS_INSTALLED_TARGETS demo_host plugin_info)
   install(TARGETS demo_host plugin_info RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
+
+# The journal, in two folders as in the build tree (recorder/CMakeLists.txt):
+# the recorders stand in for the plug-in and the vendor library under their
+# names, so they cannot share bin/ with them.
+set(KS_JOURNAL_RECORD_DEST journal/record)
+set(KS_JOURNAL_TOOLS_DEST journal/tools)
+install(TARGETS KSJournal journal_recording_plugin journal_recording_vendor
+  RUNTIME DESTINATION ${KS_JOURNAL_RECORD_DEST} COMPONENT runtime
+  LIBRARY DESTINATION ${KS_JOURNAL_RECORD_DEST} COMPONENT runtime
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/journal COMPONENT development)
+install(TARGETS journal_dump journal_replay journal_replay_vendor Common
+  RUNTIME DESTINATION ${KS_JOURNAL_TOOLS_DEST} COMPONENT runtime
+  LIBRARY DESTINATION ${KS_JOURNAL_TOOLS_DEST} COMPONENT runtime
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/journal COMPONENT development)
+list(APPEND KS_INSTALLED_TARGETS KSJournal journal_recording_plugin journal_recording_vendor
+     journal_dump journal_replay journal_replay_vendor)
+
+# ks_install_real_copy(target): the target's file as installed in bin/
+# (stripped, when the install strips) copied into the record folder under
+# its name with "_real" added, where the recorder that stands in for it
+# loads it. Runs after the rules above, which install bin/.
+function(ks_install_real_copy target)
+  set(from "$<TARGET_FILE_NAME:${target}>")
+  set(to "$<TARGET_FILE_PREFIX:${target}>$<TARGET_FILE_BASE_NAME:${target}>_real")
+  string(APPEND to "$<TARGET_FILE_SUFFIX:${target}>")
+  install(CODE "file(INSTALL \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/${from}\"
+                     DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${KS_JOURNAL_RECORD_DEST}\"
+                     RENAME \"${to}\" USE_SOURCE_PERMISSIONS)"
+          COMPONENT runtime)
+endfunction()
+ks_install_real_copy(KSTraderAPIPluginXT)
+ks_install_real_copy(XtTraderApi)
+
 # Everything the install rules copy, for builds that need no more
 # (make package, make demo).
 add_custom_target(ks_installed)
 add_dependencies(ks_installed ${KS_INSTALLED_TARGETS} xt_sample_config)
 
-install(FILES config/xt_config DESTINATION ${CMAKE_INSTALL_BINDIR}/config COMPONENT runtime)
+install(FILES config/xt_config config/xt_config.chaos DESTINATION ${CMAKE_INSTALL_BINDIR}/config
+        COMPONENT runtime)
 install(FILES cmake/package/README.txt DESTINATION . COMPONENT runtime)
 
 set(KS_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/KSTraderAPIPluginXT)
 install(FILES
+  plugin/common.h
   plugin/export.h
   plugin/host_records.h
   plugin/mutex.h

@@ -4,13 +4,6 @@
 
 namespace kestrel {
 
-std::string clientIdKey(const ClientId& id) {
-  std::string key;
-  key.reserve(id.prefix.size() + 1 + id.serial.size());
-  key.append(id.prefix).append(1, '@').append(id.serial);
-  return key;
-}
-
 XtClientIdSet::XtClientIdSet() = default;
 XtClientIdSet::~XtClientIdSet() = default;
 

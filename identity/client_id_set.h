@@ -33,7 +33,13 @@ namespace kestrel {
 
 // prefix + "@" + serial: the single text under which a ClientId is keyed.
 // The "@" is not escaped, so ids whose texts contain "@" can share a key.
-std::string clientIdKey(const ClientId& id);
+// Inline: a host that calls it links nothing for it.
+inline std::string clientIdKey(const ClientId& id) {
+  std::string key;
+  key.reserve(id.prefix.size() + 1 + id.serial.size());
+  key.append(id.prefix).append(1, '@').append(id.serial);
+  return key;
+}
 
 class KS_PLUGIN_API XtClientIdSet {
  public:

@@ -1,4 +1,19 @@
 // Declarations of the host's Common library, which the plug-in only calls.
+// The package installs them with the Common stand-in (libCommon.so,
+// Common.dll; CMake target KSTraderAPIPluginXT::CommonStandIn), so that a host
+// built against the stand-in finds here what it must fill before trading.
+//
+// Before the first connect() of any session a host fills the base
+// information, gBaseInformationMap below, both ways:
+//   exchangeCodes    number -> code text: the market the plug-in names to the
+//                    vendor for every order and cancel (CodeId::exchange of
+//                    the request). A number missing here sends an empty
+//                    market, and the counter refuses the order
+//                    ("交易所代码与合约不符").
+//   exchangeNumbers  code text -> number: the CodeId::exchange of every record
+//                    the plug-in reports; -1 for a code missing here.
+// addChinaExchanges() fills both with the numbers it lists; a host with its
+// own numbering fills the two maps itself, the same numbers both ways.
 //
 // All functions are thread-safe. Texts are byte strings: GBK where the name
 // says gbk, UTF-8 where it says utf8, UTF-16/UTF-32 wide strings as the
@@ -97,8 +112,13 @@ struct BaseInformationMap {
 
 KS_COMMON_API extern std::shared_ptr<BaseInformationMap> gBaseInformationMap;
 
-// Fills `map` with the China futures and stock exchanges under fixed numbers:
-// 1 SH, 2 SZ, 3 SHFE, 4 DCE, 5 CZCE, 6 CFFEX, 7 INE, 8 GFEX, 9 BJ.
+// Fills `map` with the China futures and stock exchanges under fixed numbers,
+// both ways (entries of other numbers and codes stay):
+//   1 SH     Shanghai Stock Exchange       6 CFFEX  China Financial Futures Exchange
+//   2 SZ     Shenzhen Stock Exchange       7 INE    Shanghai International Energy Exchange
+//   3 SHFE   Shanghai Futures Exchange     8 GFEX   Guangzhou Futures Exchange
+//   4 DCE    Dalian Commodity Exchange     9 BJ     Beijing Stock Exchange
+//   5 CZCE   Zhengzhou Commodity Exchange
 KS_COMMON_API void addChinaExchanges(BaseInformationMap& map);
 
 }  // namespace kestrel

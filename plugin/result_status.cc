@@ -1,7 +1,7 @@
-#include "plugin/result_status.h"
-
 #include <algorithm>
 #include <iterator>
+
+#include "plugin/error_messages.h"
 
 namespace kestrel {
 namespace {

@@ -1,18 +1,18 @@
 // ResultStatus: the immediate answer of every session request and the status
-// that accompanies every host callback; ErrorMessageTable: the host's constant
-// table of GBK texts by result code; ResultCode: the codes the plug-in itself
-// produces, each with the message it travels with.
+// that accompanies every host callback; ResultCode: the codes the plug-in
+// itself produces, each with the message it travels with.
 //
 // Conventions:
 //  1. code 0 means success and always travels with an empty message (never the
-//     table's text for 0); any other code names a failure of the host's table.
+//     host table's text for 0, "正确"); any other code names a failure of the
+//     host's table of result codes.
 //  2. Messages are GBK byte strings.
-//  3. A code with a fixed message comes from statusFor(); the two that recur
-//     everywhere also from successStatus() and notSupportedStatus().
+//  3. Everything here is inline: a host that includes this header links
+//     nothing for it. (The plug-in's copy of the host's table and the
+//     functions that build statuses from it are its own, not exported.)
 #ifndef KESTREL_PLUGIN_RESULT_STATUS_H_
 #define KESTREL_PLUGIN_RESULT_STATUS_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -25,23 +25,7 @@ struct ResultStatus {
   std::string message;  // GBK
 };
 
-struct ErrorMessageEntry {
-  int32_t code;
-  const char* message;  // GBK, NUL-terminated, static storage
-};
-
-// The host's read-only table of result codes and their GBK texts.
-class ErrorMessageTable {
- public:
-  // The text for `code`, or an empty text for a code outside the table.
-  static const char* messageOf(int32_t code);
-
-  // The whole table in ascending code order, for tools and tests.
-  static const ErrorMessageEntry* begin();
-  static const ErrorMessageEntry* end();
-};
-
-// The codes the plug-in produces, all from the table above, and the message
+// The codes the plug-in produces, all from the host's table, and the message
 // each carries. Where the plug-in's own text replaces the table's, the
 // comment gives it.
 enum ResultCode : int32_t {
@@ -59,13 +43,6 @@ enum ResultCode : int32_t {
 
 // Code 0, empty message.
 inline ResultStatus successStatus() { return ResultStatus{}; }
-
-// Code 23 with the table's text for 23.
-ResultStatus notSupportedStatus();
-
-// A code whose message is fixed (0, -2, -3, -6, -8, 23) with that message;
-// any other code with an empty one.
-ResultStatus statusFor(ResultCode code);
 
 }  // namespace kestrel
 

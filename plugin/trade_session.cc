@@ -1,5 +1,7 @@
 #include "plugin/trade_session.h"
 
+#include "plugin/error_messages.h"
+
 namespace kestrel {
 
 ITradeSession::ITradeSession() = default;

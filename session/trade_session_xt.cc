@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "plugin/common.h"
+#include "plugin/error_messages.h"
 #include "plugin/platform.h"
 #include "spi/record_conversion.h"
 

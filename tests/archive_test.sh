@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # A release archive works on its own: unpacked into a fresh folder it holds
-# the plug-in, both stand-ins, the two programs, the sample configuration and
-# the README, and its demo host trades the scripted day from there.
+# the plug-in, both stand-ins, the two programs, the sample configurations,
+# the journal's recorders and tools and the README; from there its demo host
+# trades the scripted day against the polite counter and against the chaos
+# sample, and a day recorded through the recorders is dumped and replayed
+# without a difference.
 # Usage: archive_test.sh ARCHIVE [EMULATOR...]
 #   .tar.gz and .deb are Linux archives, run natively; a .zip is the Windows
 #   one, run under EMULATOR (Wine).
@@ -22,18 +25,28 @@ case $archive in
     ;;
 esac
 
-files=(README.txt bin/config/xt_config)
+files=(README.txt bin/config/xt_config bin/config/xt_config.chaos)
 if [[ $archive == *.zip ]]; then
   exe=.exe
-  files+=(bin/KSTraderAPIPluginXT.dll bin/XtTraderApi.dll bin/Common.dll)
+  plugin=KSTraderAPIPluginXT.dll
+  files+=(bin/KSTraderAPIPluginXT.dll bin/XtTraderApi.dll bin/Common.dll
+    journal/record/KSTraderAPIPluginXT.dll journal/record/KSTraderAPIPluginXT_real.dll
+    journal/record/XtTraderApi.dll journal/record/XtTraderApi_real.dll
+    journal/record/KSJournal.dll journal/tools/XtTraderApi.dll journal/tools/Common.dll)
 else
   exe=
+  plugin=KSTraderAPIPluginXT.so
   files+=(bin/KSTraderAPIPluginXT.so bin/libXtTraderApi.so bin/libCommon.so
+    journal/record/KSTraderAPIPluginXT.so journal/record/KSTraderAPIPluginXT_real.so
+    journal/record/libXtTraderApi.so journal/record/libXtTraderApi_real.so
+    journal/record/libKSJournal.so journal/tools/libXtTraderApi.so journal/tools/libCommon.so
     include/KSTraderAPIPluginXT/plugin/trade_session.h
+    include/KSTraderAPIPluginXT/plugin/common.h
     include/KSTraderAPIPluginXT/identity/client_id_set.h
     lib/cmake/KSTraderAPIPluginXT/KSTraderAPIPluginXTConfig.cmake)
 fi
-files+=("bin/demo_host$exe" "bin/plugin_info$exe")
+files+=("bin/demo_host$exe" "bin/plugin_info$exe" "journal/tools/journal_dump$exe"
+  "journal/tools/journal_replay$exe")
 status=0
 for file in "${files[@]}"; do
   if [ ! -f "$root/$file" ]; then
@@ -50,9 +63,32 @@ if [[ $info != "Plugin Ver:"* ]]; then
   echo "plugin_info printed: $info"
   exit 1
 fi
-if ! "$@" "$root/bin/demo_host$exe" --timeout-ms 60000 >"$work/day.log" 2>&1 ||
-    ! grep -q "scripted day complete" "$work/day.log"; then
-  cat "$work/day.log"
-  exit 1
-fi
-echo "$(basename "$archive"): ${#files[@]} files present; $(tr -d '\r' <"$work/day.log" | tail -1)"
+# run LOG EXPECTED PROGRAM ARGUMENTS...: the program exits 0 and its
+# output holds EXPECTED (an extended regular expression); else both are shown.
+run() {
+  local log=$work/$1 expected=$2
+  shift 2
+  if ! "$@" >"$log" 2>&1 || ! grep -Eq "$expected" "$log"; then
+    echo "$* did not print '$expected':"
+    cat "$log"
+    exit 1
+  fi
+}
+demo=("$@" "$root/bin/demo_host$exe" --timeout-ms 60000)
+run day.log "scripted day complete" "${demo[@]}"
+run chaos.log "scripted day complete" "${demo[@]}" --config "$root/bin/config/xt_config.chaos"
+
+# The journal: the recorders stand in for the plug-in (demo_host --plugin)
+# and, through it, for the vendor library. The counter answers inside the
+# calls, so that the replay meets the recorded order (tests/journal_day.cmake).
+sed 's/^synchronous = false/synchronous = true/' "$root/bin/config/xt_config" >"$work/xt_config"
+XT_SIM_CONFIG=$work/xt_config KS_JOURNAL_FILE=$work/day.ksj \
+  run recorded.log "scripted day complete" "${demo[@]}" --plugin "$root/journal/record/$plugin"
+run dump.log "H<  onOrderFilled .*client=demo@000001" \
+  "$@" "$root/journal/tools/journal_dump$exe" "$work/day.ksj"
+run replay.log "no difference" \
+  "$@" "$root/journal/tools/journal_replay$exe" "$work/day.ksj" --plugin "$root/bin/$plugin"
+
+echo "$(basename "$archive"): ${#files[@]} files present;" \
+  "$(tr -d '\r' <"$work/day.log" | tail -1); chaos: $(tr -d '\r' <"$work/chaos.log" | tail -1);" \
+  "replay: $(tr -d '\r' <"$work/replay.log" | tail -1)"

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "plugin/common.h"
+#include "plugin/error_messages.h"
 #include "plugin/plugin_entry.h"
 #include "plugin/xt_trader_api.h"
 #include "session/trade_session_xt.h"

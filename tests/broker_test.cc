@@ -27,6 +27,7 @@
 #include "broker/simulated_api.h"
 #include "broker/simulated_counter.h"
 #include "plugin/platform.h"
+#include "tests/support/counter_config_variable.h"
 
 namespace xti::sim {
 namespace {
@@ -465,6 +466,29 @@ TEST(BrokerConfigTest, SampleFileAndMissingFileGiveTheDefaults) {
   const std::string defaults = describe(defaultConfig());
   EXPECT_EQ(describe(parseConfig(text, "xt_config").config), defaults);
   EXPECT_EQ(describe(loadConfig(::testing::TempDir() + "no_such_dir/xt_config").config), defaults);
+}
+
+// XT_SIM_CONFIG names the file init() reads in place of its own path; a file
+// it names must exist, where a missing file at init()'s path gives the
+// defaults. (An empty variable counts as unset.)
+TEST(BrokerConfigTest, AFileTheEnvironmentNamesMustExist) {
+  const std::string missing = ::testing::TempDir() + "no_such_dir/xt_config";
+  const std::string sample = KS_SOURCE_DIR "/config/xt_config";
+  const std::string defaults = describe(defaultConfig());
+  const struct {
+    std::string variable, initPath, expected;
+  } rows[] = {
+      {"", missing, defaults},
+      {sample, missing, defaults},
+      {missing, sample, missing + ": no such configuration file (named by XT_SIM_CONFIG)"},
+  };
+  for (const auto& r : rows) {
+    SCOPED_TRACE(r.variable);
+    kestrel::testing::setCounterConfigVariable(r.variable.c_str());
+    const ConfigResult loaded = loadConfigFor(r.initPath.c_str());
+    EXPECT_EQ(loaded.ok ? describe(loaded.config) : loaded.error, r.expected);
+  }
+  kestrel::testing::setCounterConfigVariable("");
 }
 
 // Each text gives its settings (as describe() writes them) or "t:LINE: what is wrong".

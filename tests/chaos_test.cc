@@ -18,6 +18,7 @@
 
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
+#include "tests/support/counter_config_variable.h"
 
 namespace kestrel {
 namespace testing {
@@ -32,8 +33,9 @@ std::string label(const ClientId& id) {
   return id.prefix == kPrefix ? id.serial : "?" + id.serial;
 }
 
-// Writes each order event, disconnection and order-query record down as one
-// line of text; counts the connections, logins and funds answers.
+// Writes each order event, disconnection, logout and order-query record down
+// as one line of text, and the keys a host de-duplicates pushes by; counts
+// the connections, logins, funds answers and lost connections.
 class ChaosHost : public ITradeSessionSpi {
  public:
   void onConnected(const ResultStatus&) override { add("", "connected"); }
@@ -43,20 +45,27 @@ class ChaosHost : public ITradeSessionSpi {
   }
   void onDisconnected(const ResultStatus& s) override {
     add("disconnected " + std::to_string(s.code) + text(s));
+    if (s.code != 0) add("", "lost");
+  }
+  void onLogout(const ResultStatus& s) override {
+    add("logout " + std::to_string(s.code) + text(s));
   }
   void onOrderAccepted(const OrderAcceptedRecord* r, const ResultStatus&, int, bool) override {
+    key("accepted", r->exchangeOrderId, r->statusMessage);
     add("accepted " + label(r->clientId), "line", r->exchangeOrderId);
   }
   void onOrderRejected(const OrderRecord* r, const ResultStatus& s, int, bool) override {
     add("rejected " + std::to_string(s.code) + " " + label(r->clientId) + text(s));
   }
   void onOrderFilled(const OrderFilledRecord* r, const ResultStatus&, int, bool) override {
+    key("filled", r->exchangeOrderId, r->statusMessage);
     add("filled " + label(r->clientId));
   }
   void onOrderCanceled(const OrderRecord* r, const ResultStatus& s, int, bool) override {
     add("canceled " + std::to_string(s.code) + " " + label(r->clientId));
   }
   void onFill(const FillRecord* r, const ResultStatus&, int, bool) override {
+    key("fill", r->fillReference, "");
     add("fill " + label(r->clientId));
   }
   void onOrdersResponse(const OrderDetailRecord* r, const ResultStatus&, int, bool) override {
@@ -73,6 +82,11 @@ class ChaosHost : public ITradeSessionSpi {
   std::vector<std::string> lines() {
     std::lock_guard<std::mutex> lock(mu_);
     return lines_;
+  }
+  // "accepted EXCHANGE_ID STATUS", "filled ...", "fill FILL_REFERENCE", in order.
+  std::vector<std::string> keys() {
+    std::lock_guard<std::mutex> lock(mu_);
+    return keys_;
   }
   // The exchange order id of the order accepted as `who`, once it was.
   bool exchangeIdOf(const std::string& who, std::string& id) {
@@ -97,9 +111,16 @@ class ChaosHost : public ITradeSessionSpi {
     return changed_.wait_for(lock, std::chrono::seconds(20), done);
   }
 
+  void key(const char* event, const std::string& id, const std::string& status) {
+    std::lock_guard<std::mutex> lock(mu_);
+    keys_.push_back(std::string(event) + " " + id +
+                    (status.empty() ? "" : " " + CodeConvert::gbk_to_utf8(status)));
+  }
+
   std::mutex mu_;
   std::condition_variable changed_;
   std::vector<std::string> lines_;
+  std::vector<std::string> keys_;
   std::map<std::string, std::string> exchangeIds_;  // by label
   std::map<std::string, int> counts_;
 };
@@ -110,7 +131,8 @@ class ChaosHost : public ITradeSessionSpi {
 // rb2410 by default (reference price 3650: at 3700 it fills at once, at 3600
 // it rests, and 1e5 lots are more than the account can pay for); "cancel
 // SERIAL SEEN_AS" (the order accepted as SEEN_AS, cancelled as the host's
-// SERIAL); "reconnect" (release, open a new session, ask for the orders).
+// SERIAL); "reconnect" (release, open a new session, ask for the orders);
+// "lost" (wait until the connection is lost); "logout".
 struct Case {
   const char* name;
   const char* chaos;
@@ -157,15 +179,12 @@ const Case kCases[] = {
      "open; buy A 3700; buy B 3700; reconnect",
      {"accepted A", "filled A", kLost, kOffline, "disconnected 0", "orders none"}},
     {"DropAfterMs", "drop_after_ms = 50", "connect", {kLost}},
+    // logout answers 0 after the drop: the vendor object is still there.
+    {"LogoutAfterDrop",
+     "drop_after_events = 6",
+     "open; buy A 3700; lost; logout",
+     {"accepted A", "filled A", kLost, "logout -12 [msg=未连接到柜台]"}},
 };
-
-void setCounterConfig(const char* path) {
-#if defined(_WIN32)
-  _putenv_s("XT_SIM_CONFIG", path);
-#else
-  setenv("XT_SIM_CONFIG", path, 1);
-#endif
-}
 
 class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
  protected:
@@ -187,11 +206,11 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
                                   "[account F100]\ncash = 1000000\n"
                                   "[instrument rb2410]\nexchange = SHFE\nprice = 3650\n"
                                   "multiplier = 10\nmargin_rate = 0.1\ntick = 1\n";
-    setCounterConfig(configPath_.c_str());
+    setCounterConfigVariable(configPath_.c_str());
   }
   void TearDown() override {
     if (session_ != nullptr) (void)session_->release();
-    setCounterConfig("");
+    setCounterConfigVariable("");
     std::remove(configPath_.c_str());
   }
 
@@ -225,6 +244,14 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
     words >> op >> serial;
     if (op == "connect") return connect();
     if (op == "open") return open();
+    if (op == "lost") {
+      ASSERT_TRUE(host_.waitFor("lost", 1));
+      return;
+    }
+    if (op == "logout") {
+      ASSERT_EQ(session_->logout().code, 0);
+      return;
+    }
     if (op == "buy") {
       words >> price >> lots;
       AccountOrderNewRequest order;
@@ -236,7 +263,8 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
       order.priceType = 1;  // limit
       order.direction = 1;
       order.offsetFlag = 1;
-      (void)session_->sendOrder(++requestId_, order);
+      // 0 also after a drop: the counter refuses the order through an event.
+      ASSERT_EQ(session_->sendOrder(++requestId_, order).code, 0);
     } else if (op == "cancel") {
       words >> seenAs;
       AccountOrderCancelRequest cancel;
@@ -276,6 +304,27 @@ TEST_P(Chaos, TheHostSeesWhatTheCounterDid) {
   }
   EXPECT_EQ(host_.lines(), c.seen);
 }
+
+// Pushes sent twice reach the host twice, with the same keys: the exchange
+// order id and status of an order event, the reference of a fill.
+class ChaosDuplicates : public Chaos {};
+
+TEST_P(ChaosDuplicates, CarryTheKeysAHostDeduplicatesBy) {
+  ASSERT_STREQ(kCases[std::get<0>(GetParam())].name, "DuplicatePushes");
+  run("open");
+  run("buy A 3700");
+  ASSERT_TRUE(host_.waitFor("line", 6)) << ::testing::PrintToString(host_.lines());
+  EXPECT_EQ(host_.keys(), (std::vector<std::string>{
+                              "accepted 000000000001 已报", "accepted 000000000001 已报",
+                              "filled 000000000001 全部成交", "filled 000000000001 全部成交",
+                              "fill T00000001", "fill T00000001"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Pushes, ChaosDuplicates,
+                         ::testing::Combine(::testing::Values(1), ::testing::Bool()),
+                         [](const ::testing::TestParamInfo<std::tuple<int, bool>>& info) {
+                           return std::get<1>(info.param) ? "Synchronous" : "Asynchronous";
+                         });
 
 INSTANTIATE_TEST_SUITE_P(
     Switches, Chaos,

@@ -1,12 +1,14 @@
-// The Common stand-in: GBK conversions and the trading calendar. (The
-// executable's directory is run by init_path_test, the exchange tables by
-// the conversion tests.)
+// The Common stand-in: GBK conversions, the trading calendar and the exchange
+// numbers a host fills its base information with. (The executable's
+// directory is run by init_path_test.)
 #include "plugin/common.h"
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 #include <tuple>
+#include <utility>
 
 namespace kestrel {
 namespace {
@@ -46,6 +48,26 @@ TEST(TradeTime, EveningSessionsAndWeekendsRoll) {
   for (const auto& [days, hour, direction, expected] : cases) {
     const Timestamp at(((days * 86400 + hour * 3600) - 8 * 3600) * 1000000, KSTimeZoneBeijing);
     EXPECT_EQ(calendar.GetTradingDay(&at, direction), expected) << days << ' ' << hour;
+  }
+}
+
+// The numbers plugin/common.h documents, both ways; entries already in the
+// map for other exchanges stay.
+TEST(BaseInformation, ChinaExchangesUnderTheirDocumentedNumbers) {
+  BaseInformationMap map;
+  map.exchangeNumbers["HKEX"] = ExchangeNumberEntry{20, "kept"};
+  map.exchangeCodes[20] = ExchangeCodeEntry{"HKEX", "kept"};
+  addChinaExchanges(map);
+  const std::pair<int32_t, const char*> documented[] = {
+      {1, "SH"},    {2, "SZ"},  {3, "SHFE"}, {4, "DCE"}, {5, "CZCE"},
+      {6, "CFFEX"}, {7, "INE"}, {8, "GFEX"}, {9, "BJ"},  {20, "HKEX"},
+  };
+  ASSERT_EQ(map.exchangeNumbers.size(), std::size(documented));
+  ASSERT_EQ(map.exchangeCodes.size(), std::size(documented));
+  for (const auto& [number, code] : documented) {
+    SCOPED_TRACE(code);
+    EXPECT_EQ(map.exchangeNumbers.at(code).exchangeNumber, number);
+    EXPECT_EQ(map.exchangeCodes.at(number).exchangeCode, code);
   }
 }
 

@@ -319,8 +319,10 @@ TEST_F(ConversionTest, Positions) {
                               record.twoValueCode),
               std::make_tuple(1, 6, "IF2409", r.whenSet, r.whenClear, r.side, r.twoValueCode))
         << int{r.flag};
-    EXPECT_EQ(std::make_tuple(record.spare1, record.spare2, record.spare8, record.spare9),
-              std::make_tuple(0, 0, 0, 0.0));
+    EXPECT_EQ(std::make_tuple(record.spare1, record.spare2, record.spare3, record.spare4,
+                              record.spare5, record.spare6, record.spare7, record.spare8,
+                              record.spare9, record.codeId.tag),
+              std::make_tuple(0, 0, 0, 0, 0, 0, 0, 0, 0.0, 0));
   }
 }
 

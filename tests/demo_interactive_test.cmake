@@ -1,5 +1,6 @@
 # Drives the demo host's interactive mode through standard input and checks
-# what it prints. Arguments: PROGRAM, INPUT, and optionally EMULATOR.
+# what it prints: a session of commands that all run (bad input is
+# demo_refusals.cmake's). Arguments: PROGRAM, INPUT, and optionally EMULATOR.
 execute_process(
   COMMAND ${EMULATOR} ${PROGRAM} --interactive --timeout-ms 5000
   INPUT_FILE ${INPUT}
@@ -12,14 +13,12 @@ if(NOT rc EQUAL 0)
 endif()
 set(expected
   "onAccountFundsResponse"
+  "sendOrder req=[0-9]+ client=demo@000001 buy open rb2410.SHFE 2 @ any price"
   "order 000001 sent"
   "onOrderFilled +req=-1 +code=0 +rb2410.SHFE client=demo@000001"
   "onFill +req=-1 +code=0 +rb2410.SHFE client=demo@000002 .* dir=2 offset=5 vol=1"
   "onOrderAccepted +req=-1 +code=0 +rb2410.SHFE client=demo@000003"
   "onOrderCanceled +req=-1 +code=0 +rb2410.SHFE client=demo@000003"
-  "unknown instrument 'nosuch'"
-  "quantity must be a positive whole number, not 'x'"
-  "unknown command 'frobnicate'"
   "onPositionsResponse .* long today=1"
   "onPositionDetailsResponse"
   "onOrdersResponse"

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "plugin/common.h"
+#include "plugin/error_messages.h"
 #include "recorder/journal/operations.h"
 
 namespace kestrel {

@@ -25,6 +25,17 @@ std::string instrumentOf(const kestrel::CodeId& codeId) {
 
 }  // namespace
 
+bool isDefinitiveFailure(const Event& event) {
+  return event.code != 0 && (event.name == "onLogin" || event.name == "onDisconnected");
+}
+
+std::string failureText(const Event& event) {
+  const std::string what =
+      event.name == "onLogin" ? "the login was refused" : "the connection failed or was lost";
+  return what + " (" + event.name + " code=" + std::to_string(event.code) +
+         (event.message.empty() ? "" : " " + event.message) + ")";
+}
+
 std::string clockText(std::chrono::system_clock::time_point at) {
   using namespace std::chrono;
   const std::time_t seconds = system_clock::to_time_t(at);
@@ -223,6 +234,7 @@ void ConsoleHost::add(Event event, const std::string& details) {
                event.message.empty() ? "" : " msg=\"", event.message.c_str(),
                event.message.empty() ? "" : "\"", details.empty() ? "" : ("  " + details).c_str());
   std::fflush(out_);
+  if (failure_ == kNone && isDefinitiveFailure(event)) failure_ = events_.size();
   events_.push_back(std::move(event));
   consumed_.push_back(false);
   changed_.notify_all();
@@ -234,25 +246,36 @@ void ConsoleHost::note(const std::string& text) {
   std::fflush(out_);
 }
 
-bool ConsoleHost::waitFor(const std::function<bool(const Event&)>& match,
-                          std::chrono::milliseconds timeout, Event* found) {
+WaitResult ConsoleHost::waitFor(const std::function<bool(const Event&)>& match,
+                                std::chrono::milliseconds timeout, Event* found) {
   std::unique_lock<std::mutex> lock(mutex_);
   std::size_t index = 0;
-  const bool ok = changed_.wait_for(lock, timeout, [&] {
+  auto matched = [&] {
     for (index = 0; index < events_.size(); ++index) {
       if (!consumed_[index] && match(events_[index])) return true;
     }
     return false;
-  });
-  if (!ok) return false;
+  };
+  const bool ended = changed_.wait_for(
+      lock, timeout, [&] { return matched() || (failure_ != kNone && !failureReported_); });
+  if (!ended) return WaitResult::kTimedOut;
+  if (index == failure_ || index == events_.size()) failureReported_ = failure_ != kNone;
+  if (index == events_.size()) return WaitResult::kFailed;
   consumed_[index] = true;
   if (found != nullptr) *found = events_[index];
-  return true;
+  return WaitResult::kFound;
 }
 
 std::vector<Event> ConsoleHost::events() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return events_;
+}
+
+bool ConsoleHost::failure(Event& event) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (failure_ == kNone) return false;
+  event = events_[failure_];
+  return true;
 }
 
 }  // namespace demo

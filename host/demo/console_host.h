@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdio>
 #include <functional>
 #include <mutex>
@@ -33,6 +34,18 @@ struct Event {
   long long volume = 0;
   double price = 0;
 };
+
+// An event after which the session cannot go on as planned: the login was
+// refused (onLogin with a code other than 0), or the connection failed or
+// was lost (onDisconnected with a code other than 0).
+bool isDefinitiveFailure(const Event& event);
+
+// What a definitive failure means, with the event's code and message:
+// "the login was refused (onLogin code=-11 [msg=...])".
+std::string failureText(const Event& event);
+
+// How a wait for an event ended.
+enum class WaitResult { kFound, kTimedOut, kFailed };
 
 // The local clock time of `at` as every line starts: "HH:MM:SS.mmm".
 std::string clockText(std::chrono::system_clock::time_point at = std::chrono::system_clock::now());
@@ -70,10 +83,16 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
                               bool isLast) override;
 
   // Waits for the first event, among those not yet consumed by an earlier
-  // wait, for which `match` holds; marks it consumed. False on timeout.
-  bool waitFor(const std::function<bool(const Event&)>& match, std::chrono::milliseconds timeout,
-               Event* found = nullptr);
+  // wait, for which `match` holds; marks it consumed and returns kFound. Ends
+  // early with kFailed when a definitive failure arrives that no earlier wait
+  // ended with (a wait that finds its event first still returns kFound), and
+  // with kTimedOut after `timeout`.
+  WaitResult waitFor(const std::function<bool(const Event&)>& match,
+                     std::chrono::milliseconds timeout, Event* found = nullptr);
   std::vector<Event> events() const;
+
+  // The first definitive failure seen so far; false when there was none.
+  bool failure(Event& event) const;
 
   // Prints a line of the host's own (not a callback), in order with the events.
   void note(const std::string& text);
@@ -86,6 +105,11 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
   std::condition_variable changed_;
   std::vector<Event> events_;
   std::vector<bool> consumed_;
+  // Index in events_ of the first definitive failure (kNone: none yet), and
+  // whether a wait has ended with it.
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  std::size_t failure_ = kNone;
+  bool failureReported_ = false;
 };
 
 }  // namespace demo

@@ -44,18 +44,42 @@ std::string exchangeOfProduct(const std::string& code) {
   return found == kProducts.end() ? "" : found->second;
 }
 
+// The exchange codes of the host's base information, for refusals.
+std::string knownExchanges() {
+  std::string codes;
+  for (const auto& entry : kestrel::gBaseInformationMap->exchangeNumbers) {
+    codes += (codes.empty() ? "" : " ") + entry.first;
+  }
+  return codes;
+}
+
 }  // namespace
 
-bool parseInstrument(const std::string& text, Instrument& out) {
+bool parseInstrument(const std::string& text, Instrument& out, std::string& error) {
   const std::size_t dot = text.find('.');
   const std::string code = text.substr(0, dot);
-  const std::string exchange =
-      dot == std::string::npos ? exchangeOfProduct(code) : text.substr(dot + 1);
-  if (code.empty() || exchange.empty()) return false;
+  if (code.empty()) {
+    error = "'" + text + "' has no instrument code: write it as CODE.EXCHANGE (rb2410.SHFE)";
+    return false;
+  }
+  if (dot == std::string::npos) {
+    const std::string exchange = exchangeOfProduct(code);
+    if (exchange.empty()) {
+      error = "cannot tell the exchange of '" + text +
+              "': write it as CODE.EXCHANGE (rb2410.SHFE), EXCHANGE one of " + knownExchanges();
+      return false;
+    }
+    out = Instrument{code, exchangeNumber(exchange), exchange};
+    return true;
+  }
+  const std::string exchange = text.substr(dot + 1);
   const int number = exchangeNumber(exchange);
-  if (number < 0) return false;
-  out.code = code;
-  out.exchange = number;
+  if (number < 0) {
+    error = "unknown exchange '" + exchange + "' in '" + text +
+            "' (the form CODE.EXCHANGE is right): EXCHANGE is one of " + knownExchanges();
+    return false;
+  }
+  out = Instrument{code, number, exchange};
   return true;
 }
 
@@ -89,10 +113,14 @@ std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offs
   const int requestId = nextRequestId();
   char priceText[32] = "any price";
   if (price != 0) std::snprintf(priceText, sizeof(priceText), "%.2f", price);
-  char line[160];
-  std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %lld @ %s", requestId,
-                request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
-                side == Side::kBuy ? "buy" : "sell", instrument.code.c_str(), volume, priceText);
+  const char* offsetText = offset == Offset::kOpen    ? "open"
+                           : offset == Offset::kClose ? "close"
+                                                      : "closetoday";
+  char line[192];
+  std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %s.%s %lld @ %s",
+                requestId, request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
+                side == Side::kBuy ? "buy" : "sell", offsetText, instrument.code.c_str(),
+                instrument.exchangeCode.c_str(), volume, priceText);
   host_.note(line);
   const kestrel::ResultStatus status = session_->sendOrder(requestId, request);
   if (status.code != 0) {
@@ -115,8 +143,12 @@ kestrel::ResultStatus DemoSession::cancel(const std::string& clientSerial) {
   {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto found = orders_.find(clientSerial);
-    if (found == orders_.end() || found->second.exchangeOrderId.empty()) {
-      return kestrel::ResultStatus{-2, "no accepted order " + clientSerial};
+    if (found == orders_.end()) {
+      return kestrel::ResultStatus{-2, "no order " + clientSerial + " was sent"};
+    }
+    if (found->second.exchangeOrderId.empty()) {
+      return kestrel::ResultStatus{
+          -2, "order " + clientSerial + " has no exchange order id (it was not accepted)"};
     }
     request.codeId.kind = 1;
     request.codeId.exchange = found->second.instrument.exchange;

@@ -30,12 +30,17 @@ enum class Offset { kOpen, kClose, kCloseToday };
 struct Instrument {
   std::string code;
   int exchange = -1;
+  std::string exchangeCode;  // "SHFE"
 };
 
 // "rb2410.SHFE", or a bare code whose exchange follows from the China market's
-// naming of products ("rb2410" SHFE, "IF2409" CFFEX, "600000" SH ...).
-// False for a code it cannot place.
-bool parseInstrument(const std::string& text, Instrument& out);
+// naming of products ("rb2410" SHFE, "IF2409" CFFEX, "600000" SH ...). The
+// instrument itself is the counter's to know; this only places it. False for
+// a text it cannot place, with `error` saying why and what it accepts.
+bool parseInstrument(const std::string& text, Instrument& out, std::string& error);
+
+// The largest order the demo sends, in lots.
+constexpr long long kMaxOrderLots = 1000000;
 
 class DemoSession {
  public:
@@ -50,11 +55,15 @@ class DemoSession {
 
   int nextRequestId() { return ++requestCounter_; }
 
-  // Sends an order; `price` 0 means any price. Returns the client serial it
-  // gave the order, or an empty text when the plug-in refused it at once.
+  // Sends an order; `price` 0 means any price. Echoes it (side, offset,
+  // instrument, lots, price) as a line of the host's. Returns the client
+  // serial it gave the order, or an empty text when the plug-in refused it at
+  // once.
   std::string sendOrder(const Instrument& instrument, Side side, Offset offset, long long volume,
                         double price);
   // Cancels by the exchange order id the host learnt from the order's events.
+  // A serial the demo never gave, or of an order with no exchange order id
+  // yet, sends nothing: code -2 with the reason.
   kestrel::ResultStatus cancel(const std::string& clientSerial);
   // Remembers what events say about the host's orders (exchange order ids).
   void learn(const Event& event);

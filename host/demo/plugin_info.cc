@@ -1,4 +1,10 @@
 // Loads the plug-in by path, as a host does, and prints its description.
+//
+//   plugin_info [PATH]   PATH: the plug-in (default: beside this program)
+//   plugin_info --help
+//
+// Exit codes: 0 printed; 1 the library could not be loaded or lacks
+// GetPluginInfo; 2 a refused command line (nothing was loaded).
 #include <cstdio>
 #include <string>
 
@@ -43,7 +49,20 @@ std::wstring widenArgument(const std::string& text) {
 #endif
 
 int main(int argc, char** argv) {
-  std::string path = argc > 1 ? argv[1] : "";
+  const std::string first = argc > 1 ? argv[1] : "";
+  if (first == "--help" || first == "-h") {
+    std::printf(
+        "usage: plugin_info [PATH]\n"
+        "Loads the plug-in at PATH (default: KSTraderAPIPluginXT beside this program)\n"
+        "and prints what its GetPluginInfo() says.\n");
+    return 0;
+  }
+  if (argc > 2 || first.rfind("-", 0) == 0) {
+    std::fprintf(stderr, "plugin_info: %s '%s' (plugin_info --help)\n",
+                 argc > 2 ? "unexpected argument" : "unknown option", argc > 2 ? argv[2] : argv[1]);
+    return 2;
+  }
+  std::string path = first;
 #if defined(_WIN32)
   const std::wstring widePath = path.empty() ? pluginBesideProgram() : widenArgument(path);
   // The DLLs the plug-in needs (Common, XtTraderApi) are looked for beside

@@ -1,17 +1,20 @@
 #include "host/demo/trading_day.h"
 
 #include <cmath>
-#include <cstdlib>
+#include <cstdio>
 #include <functional>
 #include <sstream>
 #include <thread>
+#include <utility>
 
+#include "host/demo/user_input.h"
 #include "plugin/common.h"
 
 namespace demo {
 namespace {
 
 using Match = std::function<bool(const Event&)>;
+using Query = std::function<kestrel::ResultStatus(kestrel::ITradeSession&, int)>;
 
 Match named(const std::string& name, int code) {
   return [name, code](const Event& e) { return e.name == name && e.code == code; };
@@ -29,23 +32,41 @@ Match lastOf(const std::string& name, int requestId) {
   };
 }
 
+// The steps of a day: each waits for the events it expects and notes what
+// did not come. After a definitive failure (the login refused, the
+// connection lost) every later step does nothing: what it waits for cannot
+// come.
 class Script {
  public:
   explicit Script(DemoSession& session) : s_(session) {}
 
   bool expect(const std::string& what, const Match& match, Event* found = nullptr) {
+    if (stopped()) return false;
     Event event;
-    if (!s_.host().waitFor(match, s_.settings().timeout, &event)) {
-      missing_.push_back(what);
-      s_.host().note("MISSING: " + what);
-      return false;
+    switch (s_.host().waitFor(match, s_.settings().timeout, &event)) {
+      case WaitResult::kFound:
+        break;
+      case WaitResult::kTimedOut:
+        missing_.push_back(what);
+        s_.host().note("MISSING: " + what);
+        return false;
+      case WaitResult::kFailed:
+        s_.host().note("STOPPED while waiting for " + what);
+        return false;
     }
     s_.learn(event);
     if (found != nullptr) *found = event;
     return true;
   }
 
+  // The definitive failure the day ran into, if it did.
+  bool stopped() const {
+    Event failure;
+    return s_.host().failure(failure);
+  }
+
   bool accepted(const std::string& what, const kestrel::ResultStatus& status) {
+    if (stopped()) return false;
     if (status.code == 0) return true;
     missing_.push_back(what + " (answered " + std::to_string(status.code) + " " +
                        kestrel::CodeConvert::gbk_to_utf8(status.message) + ")");
@@ -53,12 +74,18 @@ class Script {
     return false;
   }
 
-  // Sends a query and waits for its last record.
-  void query(const std::string& what, kestrel::ResultStatus (kestrel::ITradeSession::*request)(int),
-             const std::string& response) {
+  // Makes a request (unless the day stopped) and waits for its last record.
+  void query(const std::string& what, const Query& request, const std::string& response) {
+    if (stopped()) return;
     const int id = s_.nextRequestId();
     s_.host().note(what + " req=" + std::to_string(id));
-    if (accepted(what, (s_.session().*request)(id))) expect(response, lastOf(response, id));
+    if (accepted(what, request(s_.session(), id))) expect(response, lastOf(response, id));
+  }
+
+  // Sends a buy unless the day stopped; its client serial, or an empty text.
+  std::string buy(const Instrument& instrument, long long lots, double price) {
+    return stopped() ? std::string()
+                     : s_.sendOrder(instrument, Side::kBuy, Offset::kOpen, lots, price);
   }
 
   std::vector<std::string>& missing() { return missing_; }
@@ -70,9 +97,14 @@ class Script {
 
 double tickRound(double price) { return std::floor(price + 0.5); }
 
-kestrel::ResultStatus queryPositionDetail(kestrel::ITradeSession& session, int id) {
-  return session.reqQryPositionDetail(id, kestrel::PositionDetailReq{});
-}
+// The five queries, by the names the scripted day and the prompt give them.
+const Query kFunds = [](kestrel::ITradeSession& s, int id) { return s.reqQryTradingAccount(id); };
+const Query kPositions = [](kestrel::ITradeSession& s, int id) { return s.reqQryPosition(id); };
+const Query kDetails = [](kestrel::ITradeSession& s, int id) {
+  return s.reqQryPositionDetail(id, kestrel::PositionDetailReq{});
+};
+const Query kOrders = [](kestrel::ITradeSession& s, int id) { return s.reqQryOrder(id); };
+const Query kFills = [](kestrel::ITradeSession& s, int id) { return s.reqQryFill(id); };
 
 }  // namespace
 
@@ -93,7 +125,7 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
     const auto deadline = std::chrono::steady_clock::now() + s.settings().timeout;
     int id = 0;
     kestrel::ResultStatus status{-3, ""};
-    while (status.code == -3 && std::chrono::steady_clock::now() < deadline) {
+    while (status.code == -3 && std::chrono::steady_clock::now() < deadline && !script.stopped()) {
       id = s.nextRequestId();
       status = s.session().reqQryTradingAccount(id);
       if (status.code == -3) std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -108,8 +140,9 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
 int runTradingDay(DemoSession& s) {
   std::vector<std::string> missing;
   Instrument instrument;
-  if (!parseInstrument(s.settings().instrument, instrument)) {
-    std::fprintf(stderr, "unknown instrument %s\n", s.settings().instrument.c_str());
+  std::string error;
+  if (!parseInstrument(s.settings().instrument, instrument, error)) {
+    std::fprintf(stderr, "--instrument: %s\n", error.c_str());
     return 1;
   }
   if (openSession(s, missing)) {
@@ -117,7 +150,7 @@ int runTradingDay(DemoSession& s) {
 
     // A buy at any price fills at the market; its price anchors the rest.
     Event fill;
-    const std::string bought = s.sendOrder(instrument, Side::kBuy, Offset::kOpen, 1, 0);
+    const std::string bought = script.buy(instrument, 1, 0);
     double market = 0;
     if (script.accepted("buy at any price", kestrel::ResultStatus{bought.empty() ? -1 : 0, ""}) &&
         script.expect("onOrderFilled for the buy", forOrder("onOrderFilled", bought, 0)) &&
@@ -127,8 +160,7 @@ int runTradingDay(DemoSession& s) {
 
     if (market > 0) {
       // A limit buy below the market rests until it is cancelled.
-      const std::string resting =
-          s.sendOrder(instrument, Side::kBuy, Offset::kOpen, 1, tickRound(market * 0.98));
+      const std::string resting = script.buy(instrument, 1, tickRound(market * 0.98));
       if (!resting.empty() &&
           script.expect("onOrderAccepted for the resting order",
                         forOrder("onOrderAccepted", resting, 0)) &&
@@ -138,35 +170,29 @@ int runTradingDay(DemoSession& s) {
       }
 
       // Far more than the account can pay for: the counter refuses it.
-      const std::string tooLarge =
-          s.sendOrder(instrument, Side::kBuy, Offset::kOpen, 1000000, tickRound(market));
+      const std::string tooLarge = script.buy(instrument, kMaxOrderLots, tickRound(market));
       if (!tooLarge.empty()) {
         script.expect("onOrderRejected by the counter", forOrder("onOrderRejected", tooLarge, -1));
       }
 
       // Half the market price is outside the exchange's price band.
-      const std::string outOfBand =
-          s.sendOrder(instrument, Side::kBuy, Offset::kOpen, 1, tickRound(market * 0.5));
+      const std::string outOfBand = script.buy(instrument, 1, tickRound(market * 0.5));
       if (!outOfBand.empty()) {
         script.expect("onOrderRejected by the exchange", forOrder("onOrderRejected", outOfBand, 0));
       }
     }
 
-    script.query("positions", &kestrel::ITradeSession::reqQryPosition, "onPositionsResponse");
-    {
-      const int id = s.nextRequestId();
-      s.host().note("position details req=" + std::to_string(id));
-      if (script.accepted("position details", queryPositionDetail(s.session(), id))) {
-        script.expect("onPositionDetailsResponse", lastOf("onPositionDetailsResponse", id));
-      }
-    }
-    script.query("orders", &kestrel::ITradeSession::reqQryOrder, "onOrdersResponse");
-    script.query("fills", &kestrel::ITradeSession::reqQryFill, "onFillsResponse");
-    script.query("funds", &kestrel::ITradeSession::reqQryTradingAccount, "onAccountFundsResponse");
+    script.query("positions", kPositions, "onPositionsResponse");
+    script.query("position details", kDetails, "onPositionDetailsResponse");
+    script.query("orders", kOrders, "onOrdersResponse");
+    script.query("fills", kFills, "onFillsResponse");
+    script.query("funds", kFunds, "onAccountFundsResponse");
 
-    s.host().note("logout");
-    if (script.accepted("logout", s.session().logout())) {
-      script.expect("onLogout with code 0", named("onLogout", 0));
+    if (!script.stopped()) {
+      s.host().note("logout");
+      if (script.accepted("logout", s.session().logout())) {
+        script.expect("onLogout with code 0", named("onLogout", 0));
+      }
     }
     missing.insert(missing.end(), script.missing().begin(), script.missing().end());
   }
@@ -174,10 +200,16 @@ int runTradingDay(DemoSession& s) {
   const kestrel::ResultStatus released = s.release();
   if (released.code != 0) missing.push_back("release answered " + std::to_string(released.code));
   Event disconnected;
-  if (!s.host().waitFor(named("onDisconnected", 0), std::chrono::milliseconds(0), &disconnected)) {
+  if (s.host().waitFor(named("onDisconnected", 0), std::chrono::milliseconds(0), &disconnected) !=
+      WaitResult::kFound) {
     missing.push_back("onDisconnected before release returned");
   }
 
+  Event failure;
+  if (s.host().failure(failure)) {
+    std::fprintf(stderr, "scripted day stopped: %s\n", failureText(failure).c_str());
+    return 1;
+  }
   if (!missing.empty()) {
     std::fprintf(stderr, "scripted day incomplete; missing:\n");
     for (const std::string& what : missing) std::fprintf(stderr, "  - %s\n", what.c_str());
@@ -191,130 +223,198 @@ namespace {
 
 const char kHelp[] =
     "commands:\n"
-    "  buy|sell INSTRUMENT QTY PRICE [open|close|closetoday]   PRICE 0 = any price\n"
-    "  cancel ID        cancel the order with client serial ID (e.g. 000002)\n"
+    "  buy|sell INSTRUMENT QTY PRICE [open|close|closetoday]\n"
+    "      INSTRUMENT  CODE.EXCHANGE (rb2410.SHFE), or a code whose exchange the demo\n"
+    "                  knows from its product (rb2410, IF2409, 600000)\n"
+    "      QTY         lots, a whole number from 1 to 1000000\n"
+    "      PRICE       0 (any price) or a limit price up to 100000000 (3650, 3650.5)\n"
+    "      open (the default), close (earlier positions) or closetoday\n"
+    "  cancel ID       the order the demo printed as ID (000001, or 1)\n"
     "  funds | positions | details | orders | fills\n"
     "  help | quit\n"
-    "INSTRUMENT is CODE.EXCHANGE (rb2410.SHFE) or a code whose exchange is known (rb2410)\n";
+    "A line is refused whole, and nothing of it is sent, when any part of it is\n"
+    "wrong or it is longer than 1023 bytes.\n";
 
-bool parseNumber(const std::string& text, double& value) {
-  char* end = nullptr;
-  value = std::strtod(text.c_str(), &end);
-  return !text.empty() && end != nullptr && *end == '\0' && std::isfinite(value);
-}
+constexpr double kMaxPrice = 100000000;
+constexpr long long kMaxSerial = 999999;
+
+// The prompt's commands. Each checks its whole line before it sends
+// anything, so a refused line sends nothing; every refusal names the
+// command and what it accepts.
+class Prompt {
+ public:
+  Prompt(DemoSession& session, std::FILE* out) : s_(session), out_(out) {}
+
+  // Runs one line; false for quit.
+  bool run(const std::string& text) {
+    std::istringstream words(text);
+    std::string command;
+    if (!(words >> command)) return true;
+    std::vector<std::string> args;
+    for (std::string arg; words >> arg;) args.push_back(arg);
+    if (command == "quit" || command == "exit") return false;
+    if (command == "help") {
+      std::fprintf(out_, "%s", kHelp);
+    } else if (command == "buy" || command == "sell") {
+      order(command, args);
+    } else if (command == "cancel") {
+      cancel(args);
+    } else if (!query(command, args)) {
+      refuse(command, "unknown command (help lists them)");
+    }
+    announceFailure();
+    return true;
+  }
+
+  // Logs out, unless the connection is lost, and releases the session.
+  void end() {
+    Event failure;
+    if (s_.host().failure(failure)) {
+      s_.host().note("no logout: " + failureText(failure));
+    } else {
+      s_.host().note("logout");
+      if (s_.session().logout().code == 0)
+        wait([](const Event& e) { return e.name == "onLogout"; });
+    }
+    (void)s_.release();
+  }
+
+ private:
+  void refuse(const std::string& command, const std::string& why) {
+    std::fprintf(out_, "%s: %s\n", command.c_str(), why.c_str());
+  }
+
+  // Waits for `match`, so that the answer prints before the next prompt; a
+  // definitive failure ends the wait early.
+  void wait(const Match& match) { (void)s_.host().waitFor(match, s_.settings().timeout); }
+
+  // Once, after the command during which it came: what a definitive failure
+  // means for the commands after it.
+  void announceFailure() {
+    Event failure;
+    if (announced_ || !s_.host().failure(failure)) return;
+    announced_ = true;
+    std::fprintf(out_, "%s: later requests will be refused; quit ends the session\n",
+                 failureText(failure).c_str());
+  }
+
+  void order(const std::string& command, const std::vector<std::string>& args) {
+    if (args.size() < 3 || args.size() > 4) {
+      return refuse(command, "takes INSTRUMENT QTY PRICE [open|close|closetoday] (help says more)");
+    }
+    Instrument instrument;
+    std::string error;
+    long long lots = 0;
+    double price = 0;
+    Offset offset = Offset::kOpen;
+    if (!parseInstrument(args[0], instrument, error)) return refuse(command, error);
+    if (!parseWholeNumber(args[1], 1, kMaxOrderLots, lots)) {
+      return refuse(command, "QTY is a whole number of lots from 1 to " +
+                                 std::to_string(kMaxOrderLots) + ", not '" + args[1] + "'");
+    }
+    if (!parseDecimal(args[2], 0, kMaxPrice, price)) {
+      return refuse(command,
+                    "PRICE is 0 (any price) or a price up to 100000000 (3650, 3650.5), not '" +
+                        args[2] + "'");
+    }
+    if (args.size() == 4) {
+      if (args[3] == "close") {
+        offset = Offset::kClose;
+      } else if (args[3] == "closetoday") {
+        offset = Offset::kCloseToday;
+      } else if (args[3] != "open") {
+        return refuse(command, "the last word is open, close or closetoday, not '" + args[3] + "'");
+      }
+    }
+    const std::string serial =
+        s_.sendOrder(instrument, command == "buy" ? Side::kBuy : Side::kSell, offset, lots, price);
+    if (serial.empty()) return;
+    std::fprintf(out_, "order %s sent\n", serial.c_str());
+    // Its first event.
+    wait([&serial](const Event& e) { return e.clientSerial == serial; });
+  }
+
+  void cancel(const std::vector<std::string>& args) {
+    // The serial as printed ("000001", or "demo@000001"), or its number ("1").
+    std::string id = args.size() == 1 ? args[0] : std::string();
+    if (id.rfind("demo@", 0) == 0) id.erase(0, 5);
+    long long number = 0;
+    if (!parseWholeNumber(id, 1, kMaxSerial, number)) {
+      return refuse("cancel", "takes one order ID as the demo printed it (000001, or 1)");
+    }
+    char serial[16];
+    std::snprintf(serial, sizeof(serial), "%06lld", number);
+    // Exchange order ids from everything seen so far.
+    for (const Event& event : s_.host().events()) s_.learn(event);
+    const kestrel::ResultStatus status = s_.cancel(serial);
+    if (status.code == -2) return refuse("cancel", status.message);
+    if (!answered(status)) return;
+    const std::string key = serial;
+    wait([&key](const Event& e) { return e.name == "onOrderCanceled" && e.clientSerial == key; });
+  }
+
+  // The five queries; false for a name that is none of them.
+  bool query(const std::string& command, const std::vector<std::string>& args) {
+    static const std::pair<const char*, const Query*> kQueries[] = {
+        {"funds", &kFunds},   {"positions", &kPositions}, {"details", &kDetails},
+        {"orders", &kOrders}, {"fills", &kFills},
+    };
+    for (const auto& [name, request] : kQueries) {
+      if (command != name) continue;
+      if (!args.empty()) {
+        refuse(command, "takes no arguments");
+        return true;
+      }
+      const int id = s_.nextRequestId();
+      s_.host().note(command + " req=" + std::to_string(id));
+      if (answered((*request)(s_.session(), id))) {
+        wait([id](const Event& e) { return e.requestId == id && e.isLast; });
+      }
+      return true;
+    }
+    return false;
+  }
+
+  // Prints a request's refusal; true when it was answered 0.
+  bool answered(const kestrel::ResultStatus& status) {
+    if (status.code == 0) return true;
+    std::fprintf(out_, "refused: code %d %s\n", status.code,
+                 kestrel::CodeConvert::gbk_to_utf8(status.message).c_str());
+    return false;
+  }
+
+  DemoSession& s_;
+  std::FILE* out_;
+  bool announced_ = false;
+};
 
 }  // namespace
 
 int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
   std::vector<std::string> missing;
   if (!openSession(s, missing)) {
+    Event failure;
+    if (s.host().failure(failure)) missing.push_back(failureText(failure));
     for (const std::string& what : missing) std::fprintf(stderr, "missing: %s\n", what.c_str());
     return 1;
   }
   std::fprintf(out, "%s", kHelp);
-  char buffer[1024];
-  while (std::fprintf(out, "> "), std::fflush(out), std::fgets(buffer, sizeof(buffer), in)) {
-    std::istringstream line(buffer);
-    std::string command;
-    if (!(line >> command)) continue;
-    std::vector<std::string> args;
-    for (std::string arg; line >> arg;) args.push_back(arg);
-    const int id = s.nextRequestId();
-    kestrel::ResultStatus status{0, ""};
-    if (command == "quit" || command == "exit") {
-      break;
-    } else if (command == "help") {
-      std::fprintf(out, "%s", kHelp);
-      continue;
-    } else if (command == "buy" || command == "sell") {
-      Instrument instrument;
-      double volume = 0;
-      double price = 0;
-      if (args.size() < 3 || args.size() > 4) {
-        std::fprintf(out, "usage: %s INSTRUMENT QTY PRICE [open|close|closetoday]\n",
-                     command.c_str());
-        continue;
-      }
-      if (!parseInstrument(args[0], instrument)) {
-        std::fprintf(out, "unknown instrument '%s': write it as CODE.EXCHANGE\n", args[0].c_str());
-        continue;
-      }
-      if (!parseNumber(args[1], volume) || volume <= 0 || volume != std::floor(volume) ||
-          volume > 1e9) {
-        std::fprintf(out, "quantity must be a positive whole number, not '%s'\n", args[1].c_str());
-        continue;
-      }
-      if (!parseNumber(args[2], price) || price < 0) {
-        std::fprintf(out, "price must be a number of 0 or more, not '%s'\n", args[2].c_str());
-        continue;
-      }
-      Offset offset = Offset::kOpen;
-      if (args.size() == 4) {
-        if (args[3] == "close") {
-          offset = Offset::kClose;
-        } else if (args[3] == "closetoday") {
-          offset = Offset::kCloseToday;
-        } else if (args[3] != "open") {
-          std::fprintf(out, "offset must be open, close or closetoday, not '%s'\n",
-                       args[3].c_str());
-          continue;
-        }
-      }
-      const std::string serial =
-          s.sendOrder(instrument, command == "buy" ? Side::kBuy : Side::kSell, offset,
-                      static_cast<long long>(volume), price);
-      if (!serial.empty()) {
-        std::fprintf(out, "order %s sent\n", serial.c_str());
-        // Its first event, so that the answer prints before the next prompt.
-        s.host().waitFor([&serial](const Event& e) { return e.clientSerial == serial; },
-                         s.settings().timeout);
-      }
-      continue;
-    } else if (command == "cancel") {
-      if (args.size() != 1) {
-        std::fprintf(out, "usage: cancel ID\n");
-        continue;
-      }
-      // Learn exchange order ids from everything seen so far.
-      for (const Event& event : s.host().events()) s.learn(event);
-      status = s.cancel(args[0]);
-      if (status.code == -2) {
-        std::fprintf(out, "%s\n", status.message.c_str());
-        continue;
-      }
-      if (status.code == 0) {
-        const std::string serial = args[0];
-        s.host().waitFor(
-            [&serial](const Event& e) {
-              return e.name == "onOrderCanceled" && e.clientSerial == serial;
-            },
-            s.settings().timeout);
-      }
-    } else if (command == "funds") {
-      status = s.session().reqQryTradingAccount(id);
-    } else if (command == "positions") {
-      status = s.session().reqQryPosition(id);
-    } else if (command == "details") {
-      status = s.session().reqQryPositionDetail(id, kestrel::PositionDetailReq{});
-    } else if (command == "orders") {
-      status = s.session().reqQryOrder(id);
-    } else if (command == "fills") {
-      status = s.session().reqQryFill(id);
-    } else {
-      std::fprintf(out, "unknown command '%s' (try help)\n", command.c_str());
+  Prompt prompt(s, out);
+  LineReader reader(in);
+  std::string line;
+  for (;;) {
+    std::fprintf(out, "> ");
+    std::fflush(out);
+    const LineReader::Result read = reader.next(line);
+    if (read == LineReader::Result::kEnd) break;
+    if (read == LineReader::Result::kTooLong) {
+      std::fprintf(out, "a line of %s bytes, refused whole: a line holds at most %zu bytes\n",
+                   line.c_str(), LineReader::kMaxLine);
       continue;
     }
-    if (status.code != 0) {
-      std::fprintf(out, "refused: code %d %s\n", status.code,
-                   kestrel::CodeConvert::gbk_to_utf8(status.message).c_str());
-    } else if (command != "cancel") {
-      s.host().waitFor([id](const Event& e) { return e.requestId == id && e.isLast; },
-                       s.settings().timeout);
-    }
+    if (!prompt.run(line)) break;
   }
-  (void)s.session().logout();
-  s.host().waitFor(named("onLogout", 0), s.settings().timeout);
-  (void)s.release();
+  prompt.end();
   return 0;
 }
 

@@ -1,19 +1,22 @@
 #!/usr/bin/env bash
-# Installs a build into a temporary prefix, builds the consumer project
-# against that prefix alone and runs it against the installed simulated
-# counter and its installed configuration.
-# Usage: consumer_test.sh BUILD_DIR CXX_COMPILER GENERATOR
+# Unpacks the release .tar.gz into a fresh folder, builds the consumer
+# project against that folder alone (no source tree, no build tree) and runs
+# it against the unpacked simulated counter and its configuration.
+# Usage: consumer_test.sh ARCHIVE.tar.gz CXX_COMPILER GENERATOR
 set -euo pipefail
-build=$1
+archive=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
 compiler=$2
 generator=$3
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-cmake --install "$build" --prefix "$work/prefix" >"$work/install.log"
+mkdir "$work/unpacked"
+(cd "$work/unpacked" && cmake -E tar xf "$archive")
+root=$(echo "$work"/unpacked/*)  # the archive's one top-level folder
 cmake -S "$here" -B "$work/build" -G "$generator" -DCMAKE_CXX_COMPILER="$compiler" \
-  -DCMAKE_PREFIX_PATH="$work/prefix" >"$work/configure.log" ||
+  -DCMAKE_PREFIX_PATH="$root" >"$work/configure.log" ||
   { cat "$work/configure.log"; exit 1; }
 cmake --build "$work/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
-XT_SIM_CONFIG="$work/prefix/bin/config/xt_config" "$work/build/consumer"
+cd "$work"
+XT_SIM_CONFIG="$root/bin/config/xt_config" "$work/build/consumer"

@@ -17,6 +17,7 @@
 #include "plugin/common.h"
 #include "plugin/plugin_entry.h"
 #include "session/trade_session_xt.h"
+#include "tests/support/counter_config_variable.h"
 #include "tests/support/fake_vendor.h"
 #include "tests/support/recording_host.h"
 
@@ -54,22 +55,15 @@ class CounterConfigFile {
                              std::chrono::steady_clock::now().time_since_epoch().count())),
         path_(::testing::TempDir() + name_) {
     std::ofstream(path_) << text;
-    setVariable(path_.c_str());
+    setCounterConfigVariable(path_.c_str());
   }
   ~CounterConfigFile() {
-    setVariable("");  // read as unset
+    setCounterConfigVariable("");  // read as unset
     std::remove(path_.c_str());
   }
   const std::string& name() const { return name_; }
 
  private:
-  static void setVariable(const char* value) {
-#if defined(_WIN32)
-    _putenv_s("XT_SIM_CONFIG", value);
-#else
-    setenv("XT_SIM_CONFIG", value, 1);
-#endif
-  }
   std::string name_, path_;
 };
 
