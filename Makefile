@@ -6,14 +6,15 @@
 #   make test      the whole suite (PRESET=ci: warnings are errors and the
 #                  benchmarks are compiled too)
 #   make lint      clang-format and clang-tidy
-#   make package   the Linux .tar.gz and .deb and the Windows .zip, each
-#                  unpacked and run (the Windows one under Wine)
+#   make package   the Linux .tar.gz and .deb and the Windows .zip (Visual
+#                  C++'s ABI), each unpacked and run (the .zip under Wine)
 PRESET ?= default
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
 WINDOWS_BUILD ?= build-windows
+MSVC_BUILD ?= build-msvc
 
 .PHONY: all setup build test demo lint package clean setup-lint setup-windows build-windows \
 	test-windows setup-msvc build-msvc test-msvc
@@ -44,12 +45,13 @@ setup-lint: setup
 lint: setup-lint $(BUILD)/build.ninja
 	JOBS=$(JOBS) scripts/lint.sh $(BUILD)
 
-# The archives are made and checked by the package_* tests of both builds
-# (CPack into <build>/package, then each one unpacked and run).
-package: build build-windows
+# The archives are made and checked by the package_* tests of the native
+# build and of the build in Visual C++'s ABI (CPack into <build>/package, then
+# each one unpacked and run; a host project built against each).
+package: build build-msvc
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS) -R '^package_'
-	JOBS=$(JOBS) scripts/windows-test.sh $(WINDOWS_BUILD) -R '^package_'
-	@ls -l $(BUILD)/package/*.tar.gz $(BUILD)/package/*.deb $(WINDOWS_BUILD)/package/*.zip
+	JOBS=$(JOBS) scripts/windows-test.sh $(MSVC_BUILD) -R '^package_'
+	@ls -l $(BUILD)/package/*.tar.gz $(BUILD)/package/*.deb $(MSVC_BUILD)/package/*.zip
 
 clean:
 	rm -rf $(BUILD)
@@ -59,7 +61,6 @@ clean:
 #   make test-msvc     clang in Visual C++'s C++ ABI with Microsoft's STL,
 #                      the binaries a Visual C++ host loads (preset msvc)
 #   make test-windows  mingw-w64, GCC's C++ ABI (preset windows)
-MSVC_BUILD ?= build-msvc
 lane_dir_windows = $(WINDOWS_BUILD)
 lane_dir_msvc = $(MSVC_BUILD)
 

@@ -19,10 +19,11 @@
 #   lib/cmake/KSTraderAPIPluginXT/ the package: find_package(KSTraderAPIPluginXT
 #                                CONFIG) gives KSTraderAPIPluginXT::plugin,
 #                                ::headers, ::SimulatedXtTraderApi, ::CommonStandIn
-#   README.txt                   what is what (cmake/package/README.txt)
+#   README.txt                   what is what (cmake/package/README.txt, with
+#                                the build's note on the Windows binaries)
 #
 # Components: "runtime" (bin/ and the README) and "development" (headers,
-# package, import libraries). The Windows archive holds the runtime only.
+# package, import libraries). Every archive holds both.
 include(CMakePackageConfigHelpers)
 
 set(KS_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KSTraderAPIPluginXT)
@@ -82,7 +83,24 @@ add_dependencies(ks_installed ${KS_INSTALLED_TARGETS} xt_sample_config)
 
 install(FILES config/xt_config config/xt_config.chaos DESTINATION ${CMAKE_INSTALL_BINDIR}/config
         COMPONENT runtime)
-install(FILES cmake/package/README.txt DESTINATION . COMPONENT runtime)
+# The README says what the Windows binaries need: those of the build in
+# Visual C++'s ABI are the ones a host loads; the mingw-w64 build's serve
+# this project's own tests only.
+if(MINGW)
+  set(KS_WINDOWS_BINARIES_NOTE
+      "These Windows DLLs and programs are built with mingw-w64 in GCC's C++ ABI,
+for this project's own tests: a host built with Visual C++ cannot use them.
+The released win64 archive holds the build in Visual C++'s ABI.")
+else()
+  set(KS_WINDOWS_BINARIES_NOTE
+      "The Windows DLLs and programs are built in Visual C++'s C++ ABI with its
+standard library, as every Visual C++ 2015-2022 host is, and import its
+runtime: they need the Microsoft Visual C++ 2015-2022 Redistributable (x64),
+which a machine that runs a Visual C++ host has. lib/ holds their import
+libraries for a host that links them.")
+endif()
+configure_file(cmake/package/README.txt ${CMAKE_CURRENT_BINARY_DIR}/README.txt @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/README.txt DESTINATION . COMPONENT runtime)
 
 set(KS_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/KSTraderAPIPluginXT)
 install(FILES
@@ -113,9 +131,8 @@ install(FILES
   DESTINATION ${KS_PACKAGE_DIR} COMPONENT development)
 
 # --- Archives ----------------------------------------------------------------
-# Linux: a .tar.gz and a .deb (under /opt/KSTraderAPIPluginXT) of the whole
-# install; Windows (the mingw-w64 cross build): a .zip of the runtime. Both in
-# <build>/package; stripped.
+# Linux: a .tar.gz and a .deb (under /opt/KSTraderAPIPluginXT); Windows: a
+# .zip. Each of the whole install, in <build>/package; stripped.
 set(CPACK_PACKAGE_NAME KSTraderAPIPluginXT)
 set(CPACK_PACKAGE_VENDOR "Kestrel")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
@@ -126,10 +143,6 @@ set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/package/CPackProjectCo
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_SYSTEM_NAME win64)
-  set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
-  set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
-  set(CPACK_COMPONENTS_ALL runtime)
-  set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
 else()
   set(CPACK_GENERATOR TGZ DEB)
   set(CPACK_DEBIAN_PACKAGE_NAME kstraderapipluginxt)

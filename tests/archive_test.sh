@@ -32,19 +32,20 @@ if [[ $archive == *.zip ]]; then
   files+=(bin/KSTraderAPIPluginXT.dll bin/XtTraderApi.dll bin/Common.dll
     journal/record/KSTraderAPIPluginXT.dll journal/record/KSTraderAPIPluginXT_real.dll
     journal/record/XtTraderApi.dll journal/record/XtTraderApi_real.dll
-    journal/record/KSJournal.dll journal/tools/XtTraderApi.dll journal/tools/Common.dll)
+    journal/record/KSJournal.dll journal/tools/XtTraderApi.dll journal/tools/Common.dll
+    lib/KSTraderAPIPluginXT.lib lib/Common.lib)
 else
   exe=
   plugin=KSTraderAPIPluginXT.so
   files+=(bin/KSTraderAPIPluginXT.so bin/libXtTraderApi.so bin/libCommon.so
     journal/record/KSTraderAPIPluginXT.so journal/record/KSTraderAPIPluginXT_real.so
     journal/record/libXtTraderApi.so journal/record/libXtTraderApi_real.so
-    journal/record/libKSJournal.so journal/tools/libXtTraderApi.so journal/tools/libCommon.so
-    include/KSTraderAPIPluginXT/plugin/trade_session.h
-    include/KSTraderAPIPluginXT/plugin/common.h
-    include/KSTraderAPIPluginXT/identity/client_id_set.h
-    lib/cmake/KSTraderAPIPluginXT/KSTraderAPIPluginXTConfig.cmake)
+    journal/record/libKSJournal.so journal/tools/libXtTraderApi.so journal/tools/libCommon.so)
 fi
+files+=(include/KSTraderAPIPluginXT/plugin/trade_session.h
+  include/KSTraderAPIPluginXT/plugin/common.h
+  include/KSTraderAPIPluginXT/identity/client_id_set.h
+  lib/cmake/KSTraderAPIPluginXT/KSTraderAPIPluginXTConfig.cmake)
 files+=("bin/demo_host$exe" "bin/plugin_info$exe" "journal/tools/journal_dump$exe"
   "journal/tools/journal_replay$exe")
 status=0
