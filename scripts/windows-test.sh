@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Runs the Windows x64 cross build's test suite under Wine through CTest,
-# headless and quiet. Usage: scripts/windows-test.sh [build-dir] [ctest args...]
+# Runs a Windows x64 cross build's test suite under Wine through CTest,
+# headless and quiet: build-windows (mingw-w64) or build-msvc (Visual C++'s
+# ABI). Usage: scripts/windows-test.sh [build-dir] [ctest args...]
 #
 # The Wine prefix lives in <build-dir>/.wine (the toolchain's emulator points
 # there too). Wine's background services inherit the output pipe of whoever
