@@ -27,9 +27,10 @@ set(KS_MSVC_STL "${ks_msvc_stl_default}" CACHE PATH
 if(NOT EXISTS "${KS_MSVC_STL}/stl/inc/yvals_core.h")
   message(FATAL_ERROR "KS_MSVC_STL=${KS_MSVC_STL} does not hold Microsoft's STL (stl/inc/yvals_core.h)")
 endif()
-set(KS_WINE_INCLUDE_DIR /usr/include/wine/wine CACHE PATH "Wine's msvcrt and windows headers")
-set(KS_WINE_DLL_DIR /usr/lib/x86_64-linux-gnu/wine/x86_64-windows CACHE PATH
-    "Wine's x86_64 Windows DLLs, whose export tables give the import libraries")
+# Debian's Wine: the C runtime and Windows headers, and the x86_64 DLLs
+# whose export tables give the import libraries.
+set(KS_WINE_INCLUDE_DIR /usr/include/wine/wine)
+set(KS_WINE_DLL_DIR /usr/lib/x86_64-linux-gnu/wine/x86_64-windows)
 
 set(KS_LLVM_SUFFIX -19)
 set(CMAKE_C_COMPILER clang${KS_LLVM_SUFFIX})

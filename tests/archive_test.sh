@@ -32,8 +32,7 @@ if [[ $archive == *.zip ]]; then
   files+=(bin/KSTraderAPIPluginXT.dll bin/XtTraderApi.dll bin/Common.dll
     journal/record/KSTraderAPIPluginXT.dll journal/record/KSTraderAPIPluginXT_real.dll
     journal/record/XtTraderApi.dll journal/record/XtTraderApi_real.dll
-    journal/record/KSJournal.dll journal/tools/XtTraderApi.dll journal/tools/Common.dll
-    lib/KSTraderAPIPluginXT.lib lib/Common.lib)
+    journal/record/KSJournal.dll journal/tools/XtTraderApi.dll journal/tools/Common.dll)
 else
   exe=
   plugin=KSTraderAPIPluginXT.so

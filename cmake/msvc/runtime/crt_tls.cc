@@ -26,7 +26,9 @@ _ACRTIMP void __cdecl _initterm(_PVFV* first, _PVFV* last);
 
 __declspec(thread) bool __tls_guard = false;
 
-// A thread's destructors, last registered first run.
+// A thread's destructors, last registered first run: up to 64 thread_local
+// objects with destructors per module and thread, well above what any
+// module here holds; __tlregdtor refuses more (and they stay undestroyed).
 namespace {
 constexpr int kMaxThreadDestructors = 64;
 __declspec(thread) _PVFV tDestructors[kMaxThreadDestructors];
