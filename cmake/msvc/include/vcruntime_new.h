@@ -1,5 +1,5 @@
 // The allocation functions as Visual C++ declares them (closed header). The
-// replaceable ones are defined by the static runtime (compat_runtime.cc), as
+// replaceable ones are defined by the static runtime (runtime/crt_new.cc), as
 // Visual C++'s own static library does; placement forms are inline.
 #ifndef KS_MSVC_VCRUNTIME_NEW_H_
 #define KS_MSVC_VCRUNTIME_NEW_H_

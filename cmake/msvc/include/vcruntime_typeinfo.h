@@ -2,7 +2,7 @@
 // the undecorated name (filled in on demand) and the decorated name the
 // compiler writes. Comparison, hashing and naming are vcruntime140.dll's;
 // the vftable and the module's list of undecorated names are the static
-// runtime's (compat_runtime.cc).
+// runtime's (runtime/crt_support.cc).
 #ifndef KS_MSVC_VCRUNTIME_TYPEINFO_H_
 #define KS_MSVC_VCRUNTIME_TYPEINFO_H_
 
