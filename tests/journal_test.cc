@@ -24,6 +24,7 @@
 #include "recorder/journal/host_fields.h"
 #include "recorder/journal/operations.h"
 #include "recorder/tools/entry_text.h"
+#include "recorder/tools/replay_order.h"
 
 namespace kestrel {
 namespace journal {
@@ -252,6 +253,59 @@ TEST(Journal, EntriesOfAnySizeAreShownWhole) {
     EXPECT_NE(line.find("status=\"" + refused.statusMessage + "\""), std::string::npos);
     const std::string json = text.json(file.entries[0]);
     EXPECT_NE(json.find("\"message\":\"" + status.message + "\""), std::string::npos);
+  }
+}
+
+// The replay's order: a callback recorded just before a host request on
+// another thread goes after the request only where the recording shows the
+// request refused without a vendor request while the callback's thread
+// recorded nothing (the request overtook the callback's handling).
+TEST(Journal, ReplayOrderPutsOvertakenCallbacksAfterRefusals) {
+  // One letter per entry: c a vendor callback on thread 2, e a host event on
+  // thread 2; on thread 1 r a funds query, v a vendor request, 0 and 3 its
+  // answer (code 0 or -3); on thread 2, R and T a query refused inside the
+  // callback.
+  const auto journal = [](const std::string& letters) {
+    std::vector<Entry> entries;
+    for (char c : letters) {
+      Entry e;
+      e.thread = std::string("ceRT").find(c) != std::string::npos ? 2 : 1;
+      e.object = 1;
+      e.boundary = c == 'c' || c == 'v' ? Boundary::kVendor : Boundary::kHost;
+      e.kind = c == 'c' || c == 'e'               ? Kind::kCallback
+               : c == 'r' || c == 'v' || c == 'R' ? Kind::kRequest
+                                                  : Kind::kReturn;
+      e.operation = c == 'c'   ? slot::callback::onAccountStatus
+                    : c == 'e' ? slot::event::onAccountFundsResponse
+                    : c == 'v' ? slot::vendor::queryAccountDetail
+                               : slot::host::reqQryTradingAccount;
+      if (e.kind == Kind::kReturn) {
+        FrameWriter values(e.values);
+        values.int32(c == '0' ? 0 : -3);
+        values.text("");
+      }
+      entries.push_back(e);
+    }
+    return entries;
+  };
+  const struct {
+    const char* letters;
+    std::vector<std::size_t> order;
+  } rows[] = {
+      {"cr3rv0", {1, 2, 0, 3, 4, 5}},          // the refused query overtook the callback
+      {"cr3r3rv0", {1, 2, 3, 4, 0, 5, 6, 7}},  // twice
+      {"crv0", {0, 1, 2, 3}},                  // accepted: the callback came first
+      {"crv3", {0, 1, 2, 3}},                  // refused after asking the vendor
+      {"cer3", {0, 1, 2, 3}},                  // the callback's thread went on first
+      {"cre3", {0, 1, 2, 3}},                  // ... and while the request ran
+      {"cRT", {0, 1, 2}},                      // refused inside the callback
+      {"cr", {0, 1}},                          // the answer was cut off
+      {"cr3cr3", {1, 2, 0, 4, 5, 3}},          // each callback after its own
+      {"crv0cr3", {0, 1, 2, 3, 5, 6, 4}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.letters);
+    EXPECT_EQ(replayOrder(journal(row.letters)), row.order);
   }
 }
 
