@@ -13,7 +13,7 @@
 #
 # Usage: scripts/soak.sh BUILD_DIR...
 # Prints one line per build and a total; keeps the output (and the journal)
-# of every failure in BUILD_DIR/soak/. Exit status 0 without failures.
+# of every failure in BUILD_DIR/soak-run/. Exit status 0 without failures.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 seconds=${SOAK_SECONDS:-60}
@@ -49,7 +49,7 @@ soak_build() {
     plugin=$bin/KSTraderAPIPluginXT.dll
     recorder=$build/journal/record/KSTraderAPIPluginXT.dll
   fi
-  work=$build/soak
+  work=$build/soak-run
   rm -rf "$work"
   mkdir -p "$work"
 
