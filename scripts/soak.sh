@@ -73,15 +73,14 @@ soak_build() {
     local left=$((deadline - SECONDS))
     [ $left -gt $slice ] && left=$slice
     [ $left -lt 2 ] && left=2
-    if (cd "$work" && timeout $((left + 120)) "${emulator[@]}" "$bin/soak_host$exe" \
-        --seconds "$left" --plugin "$plugin") >"$log" 2>&1; then
-      read -r c r d o f e < <(tr -d '\r' <"$log" | sed -n \
-        's/.*: \([0-9]*\) cycles (\([0-9]*\) released, \([0-9]*\) deleted), \([0-9]*\) orders, \([0-9]*\) fills, \([0-9]*\) host events.*/\1 \2 \3 \4 \5 \6/p')
-      cycles=$((cycles + ${c:-0})) released=$((released + ${r:-0})) deleted=$((deleted + ${d:-0}))
-      orders=$((orders + ${o:-0})) fills=$((fills + ${f:-0})) events=$((events + ${e:-0}))
-    else
-      failed soak_host "$log"
-    fi
+    local status=0
+    (cd "$work" && timeout $((left + 120)) "${emulator[@]}" "$bin/soak_host$exe" \
+      --seconds "$left" --plugin "$plugin") >"$log" 2>&1 || status=$?
+    read -r c r d o f e < <(tr -d '\r' <"$log" | sed -n \
+      's/.*: \([0-9]*\) cycles (\([0-9]*\) released, \([0-9]*\) deleted), \([0-9]*\) orders, \([0-9]*\) fills, \([0-9]*\) host events.*/\1 \2 \3 \4 \5 \6/p')
+    cycles=$((cycles + ${c:-0})) released=$((released + ${r:-0})) deleted=$((deleted + ${d:-0}))
+    orders=$((orders + ${o:-0})) fills=$((fills + ${f:-0})) events=$((events + ${e:-0}))
+    [ $status -eq 0 ] || failed soak_host "$log"
 
     # The chaos day, recorded and replayed, again and again.
     local journal=$work/chaos.ksj chaos_until=$((SECONDS + slice))

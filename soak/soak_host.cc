@@ -16,7 +16,8 @@
 // of the time and inside the calls for the second.
 //
 // A failure is any of: an expected event missing after 10 s, a request
-// refused, an event for an order the session did not send, more filled than
+// refused, an event for an order the session did not send (or naming it by
+// another order's id), more filled than
 // ordered, release() answering other than 0 or returning before
 // onDisconnected, onDisconnected after a delete, a host event after the
 // session ended. Each is printed with its thread and cycle and the session's
@@ -24,7 +25,8 @@
 // says so and ends at once with status 3.
 //
 // Prints one line: "soak_host: S s, K sessions at once: C cycles (R released,
-// D deleted), O orders, F fills, E host events, X failures". Exit status 0
+// D deleted), O orders, F fills, E host events (P pushes ahead of their
+// order's reply), X failures". Exit status 0
 // without failures, 1 with, 2 for bad arguments or a plug-in that does not
 // load.
 #include <atomic>
@@ -100,8 +102,16 @@ band_percent = 7
 }
 
 struct Totals {
-  long cycles = 0, released = 0, deleted = 0, orders = 0, fills = 0, events = 0, failures = 0;
+  long cycles = 0, released = 0, deleted = 0, orders = 0, fills = 0, early = 0, events = 0,
+       failures = 0;
 };
+
+// The client serial the demo session gives its n-th order.
+std::string serialOf(long n) {
+  char text[24];
+  std::snprintf(text, sizeof(text), "%06ld", n);
+  return text;
+}
 
 // What one session's host saw: the demo host's callback object, its lines
 // kept (the last ones) for a failure's report.
@@ -293,9 +303,17 @@ class Soak {
     }
     const std::vector<Event> events = host->console().events();
 
-    // What the session saw, checked against what it sent.
-    std::map<std::string, long long> filled;
+    // What the session saw, checked against what it sent. The counter numbers
+    // a connection's orders 1, 2, ... as they come, and this session sent its
+    // serials 000001, 000002, ... in that order: an event names its order by
+    // the exchange order id and by the host's serial, or by the serial the
+    // plug-in made up from the vendor's order number (the decimal number),
+    // or, for a fill, by none. The last two come when a push overtook the
+    // order's reply: the price walk filled the order on the counter's thread
+    // while the reply was still on its way to the plug-in on another.
+    std::map<long, long long> filled;  // order number -> volume filled
     long fills = 0;
+    long early = 0;
     int disconnections = 0;
     for (const Event& e : events) {
       if (e.name == "onDisconnected") ++disconnections;
@@ -303,21 +321,32 @@ class Soak {
                                 e.name == "onOrderCanceled" || e.name == "onOrderRejected" ||
                                 e.name == "onFill";
       if (!aboutAnOrder) continue;
-      if (ordered.count(e.clientSerial) == 0) {
-        fail(thread, cycle, e.name + " for client serial '" + e.clientSerial + "', never sent",
+      const long number = std::strtol(e.exchangeOrderId.c_str(), nullptr, 10);
+      const std::string ours = number >= 1 && number <= orders ? serialOf(number) : "";
+      const bool madeUp = e.clientSerial == std::to_string(number) ||
+                          (e.clientSerial.empty() && e.name == "onFill");
+      const bool known = e.exchangeOrderId.empty()
+                             ? ordered.count(e.clientSerial) == 1
+                             : !ours.empty() && (e.clientSerial == ours || madeUp);
+      if (!known) {
+        fail(thread, cycle,
+             e.name + " for exchange order '" + e.exchangeOrderId + "', client serial '" +
+                 e.clientSerial + "': not an order this session sent",
              *host);
         continue;
       }
+      if (madeUp) ++early;
       if (e.name == "onFill") {
         ++fills;
-        filled[e.clientSerial] += e.volume;
+        filled[number] += e.volume;
       }
     }
-    for (const auto& [serial, volume] : filled) {
-      if (volume > ordered[serial]) {
+    for (const auto& [number, volume] : filled) {
+      const long long wanted = ordered[serialOf(number)];
+      if (volume > wanted) {
         fail(thread, cycle,
-             "order " + serial + ": " + std::to_string(volume) + " filled of " +
-                 std::to_string(ordered[serial]),
+             "order " + serialOf(number) + ": " + std::to_string(volume) + " filled of " +
+                 std::to_string(wanted),
              *host);
       }
     }
@@ -337,6 +366,7 @@ class Soak {
     ++(deleted ? totals_.deleted : totals_.released);
     totals_.orders += orders;
     totals_.fills += fills;
+    totals_.early += early;
     totals_.events += static_cast<long>(events.size());
     return host;
   }
@@ -410,7 +440,8 @@ int main(int argc, char** argv) {
   const Totals t = soak.totals();
   std::printf(
       "soak_host: %ld s, %ld sessions at once: %ld cycles (%ld released, %ld deleted), %ld orders, "
-      "%ld fills, %ld host events, %ld failures\n",
-      seconds, sessions, t.cycles, t.released, t.deleted, t.orders, t.fills, t.events, t.failures);
+      "%ld fills, %ld host events (%ld pushes ahead of their order's reply), %ld failures\n",
+      seconds, sessions, t.cycles, t.released, t.deleted, t.orders, t.fills, t.events, t.early,
+      t.failures);
   return t.failures == 0 ? 0 : 1;
 }

@@ -5,6 +5,7 @@
 # do when their real libraries or the journal's file are missing.
 # Arguments: DEMO, RECORDING_PLUGIN, PLUGIN, VARIANT, DUMP, REPLAY, WORK and
 # optionally EMULATOR.
+cmake_minimum_required(VERSION 3.25)  # if() reads quoted texts as texts
 file(REMOVE_RECURSE ${WORK})
 file(MAKE_DIRECTORY ${WORK})
 
@@ -109,6 +110,9 @@ if(CMAKE_HOST_UNIX)
       set(filled_at ${offset})
     endif()
   endforeach()
+  if(NOT DEFINED answer_at OR NOT DEFINED filled_at)
+    message(FATAL_ERROR "no sendOrder answer or onOrderFilled event in the dump:\n${out}")
+  endif()
   foreach(at IN ITEMS ${answer_at} ${filled_at})
     math(EXPR size "${at} + 12")
     execute_process(COMMAND head -c ${size} ${day} OUTPUT_FILE ${WORK}/cut.ksj)

@@ -6,6 +6,7 @@
 #    naming the rule) and with one that has none (compiles).
 # Arguments: CHECK (the script), SOURCE (this tree), WORK, CXX, CXX_FLAGS,
 # CXX_FRONTEND (GNU or MSVC).
+cmake_minimum_required(VERSION 3.25)  # if() reads quoted texts as texts
 file(REMOVE_RECURSE ${WORK})
 
 set(rows

@@ -180,11 +180,24 @@ class Replay final : public replay::Driver {
     return 0;
   }
 
+  // Ends the sessions that the journal leaves open (it was cut, or the host
+  // never released them), so that none outlives the replay; what they do now
+  // is not observed.
+  void endOpenSessions() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      closing_ = true;
+    }
+    for (const auto& [object, session] : sessions_) (void)session->release();
+    sessions_.clear();
+  }
+
   uint32_t created(uint32_t n) override { return n <= creations_.size() ? creations_[n - 1] : 0; }
   void requested(std::string& frame) override { observe(kVendorRequest, frame); }
 
   void observe(int step, const std::string& frame) {
     std::lock_guard<std::mutex> lock(mutex_);
+    if (closing_) return;
     observed_[step].push_back(entryOf(frame));
     ++done_[step];
     changed_.notify_all();
@@ -346,6 +359,7 @@ class Replay final : public replay::Driver {
   Counts done_{};
   std::array<std::vector<Entry>, kSteps> observed_;
   std::vector<std::string> notes_;
+  bool closing_ = false;  // the replay is over: nothing more is observed
 };
 
 void ReplayHost::noted(std::string& frame) { replay_.observe(kHostEvent, frame); }
@@ -416,5 +430,6 @@ int main(int argc, char** argv) {
   }
   Replay replay(file, library, std::chrono::milliseconds(timeout));
   replay.run();
+  replay.endOpenSessions();
   return replay.report(plugin);
 }
