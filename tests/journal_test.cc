@@ -256,10 +256,11 @@ TEST(Journal, EntriesOfAnySizeAreShownWhole) {
   }
 }
 
-// The replay's order: a callback recorded just before a host request on
-// another thread goes after the request only where the recording shows the
-// request refused without a vendor request while the callback's thread
-// recorded nothing (the request overtook the callback's handling).
+// The replay's order where a callback and a host request on another thread
+// overlap: the callback goes before the request when the request was
+// answered, after it when the request was refused without a vendor request,
+// and stays where it was when the journal shows which came first (the
+// callback's thread went on, the request had asked the vendor).
 TEST(Journal, ReplayOrderPutsOvertakenCallbacksAfterRefusals) {
   // One letter per entry: c a vendor callback on thread 2, e a host event on
   // thread 2; on thread 1 r a funds query, v a vendor request, 0 and 3 its
@@ -302,6 +303,12 @@ TEST(Journal, ReplayOrderPutsOvertakenCallbacksAfterRefusals) {
       {"cr", {0, 1}},                          // the answer was cut off
       {"cr3cr3", {1, 2, 0, 4, 5, 3}},          // each callback after its own
       {"crv0cr3", {0, 1, 2, 3, 5, 6, 4}},
+      {"rcv0", {1, 0, 2, 3}},  // the answered query saw the callback that came while it ran
+      {"rc3", {0, 1, 2}},      // ... the refused one did not
+      {"rvc0", {0, 1, 2, 3}},  // the callback came after the query asked the vendor
+      {"rec0", {0, 1, 2, 3}},  // its thread was busy since the query began
+      {"rc", {0, 1}},          // the answer was cut off
+      {"rcv0rcv0", {1, 0, 2, 3, 5, 4, 6, 7}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.letters);

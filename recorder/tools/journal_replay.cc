@@ -10,9 +10,9 @@
 //
 // The replay keeps the recorded order: a host request is made, and a vendor
 // callback delivered, once everything recorded before it has happened again
-// (or after N ms, default 5000, noted in the report); a callback recorded
-// while a host request ran is delivered when that request has returned, and
-// one that a refused request overtook after it (replay_order.h). Requests go
+// (or after N ms, default 5000, noted in the report); where a callback and
+// a host request overlapped in the recording, the request's recorded answer
+// decides which goes first (replay_order.h). Requests go
 // on this thread, callbacks on one thread of the vendor's. A journal that
 // ends early (cut by a crash) is replayed and compared up to its last
 // complete entry.
@@ -239,8 +239,9 @@ class Replay final : public replay::Driver {
 
   // Makes the recorded entries of one step (host requests on this thread,
   // vendor callbacks on the vendor's) in order, each in its turn. An entry
-  // counts as done once it returned: a callback recorded while a host request
-  // ran comes after it, as the plug-in's requests never wait for a callback.
+  // counts as done once it returned: a callback that comes after a host
+  // request in the replay's order is delivered once the request returned, as
+  // the plug-in's requests never wait for a callback.
   void play(int step, void (Replay::*act)(const Entry&)) {
     for (std::size_t position = 0; position < order_.size(); ++position) {
       const Entry& e = file_.entries[order_[position]];

@@ -76,22 +76,49 @@ std::size_t placeOf(const std::vector<Entry>& entries, std::size_t callback) {
   return place;
 }
 
+// The host request that the callback at `callback` goes before: the request
+// running on another thread when the callback arrived, which had not yet
+// asked the vendor anything and was not refused, while the callback's
+// thread recorded nothing since the request began; kNone to leave the
+// callback where it is.
+std::size_t requestAheadOf(const std::vector<Entry>& entries, std::size_t callback) {
+  const uint32_t thread = entries[callback].thread;
+  bool askedVendor = false;  // a vendor request between the request and the callback
+  for (std::size_t i = callback; i-- > 0;) {
+    const Entry& e = entries[i];
+    if (e.thread == thread) return kNone;
+    if (e.boundary == Boundary::kHost && e.kind == Kind::kReturn) return kNone;
+    if (e.boundary == Boundary::kVendor && e.kind == Kind::kRequest) askedVendor = true;
+    if (!isHostRequest(e)) continue;
+    const std::size_t answer = answerOf(entries, i);
+    if (askedVendor || answer == kNone || answer < callback || refusedAlone(entries, i, answer)) {
+      return kNone;
+    }
+    return i;
+  }
+  return kNone;
+}
+
 }  // namespace
 
 std::vector<std::size_t> replayOrder(const std::vector<Entry>& entries) {
-  // after[k]: the callbacks moved to just after entry k, in recorded order.
+  // before[k] and after[k]: the callbacks moved to just before and just
+  // after entry k, in recorded order.
+  std::vector<std::vector<std::size_t>> before(entries.size());
   std::vector<std::vector<std::size_t>> after(entries.size());
   std::vector<bool> moved(entries.size(), false);
   for (std::size_t i = 0; i < entries.size(); ++i) {
     if (!isVendorCallback(entries[i])) continue;
     const std::size_t place = placeOf(entries, i);
-    if (place == kNone) continue;
-    after[place].push_back(i);
-    moved[i] = true;
+    const std::size_t ahead = place == kNone ? requestAheadOf(entries, i) : kNone;
+    if (place != kNone) after[place].push_back(i);
+    if (ahead != kNone) before[ahead].push_back(i);
+    moved[i] = place != kNone || ahead != kNone;
   }
   std::vector<std::size_t> order;
   order.reserve(entries.size());
   for (std::size_t i = 0; i < entries.size(); ++i) {
+    order.insert(order.end(), before[i].begin(), before[i].end());
     if (!moved[i]) order.push_back(i);
     order.insert(order.end(), after[i].begin(), after[i].end());
   }
