@@ -94,7 +94,7 @@ bench:
 # and teardown tests.
 FUZZ_SECONDS ?= 20
 
-.PHONY: setup-clang test-asan test-tsan fuzz
+.PHONY: setup-clang test-asan test-tsan fuzz soak
 
 setup-clang: setup
 	@scripts/setup.sh clang
@@ -108,3 +108,26 @@ fuzz: setup-clang
 	cmake --preset fuzz $(CMAKE_FLAGS)
 	cmake --build --preset fuzz -j $(JOBS)
 	FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh build-fuzz
+
+# The soak (docs/soak.md): for SOAK_SECONDS in each lane of SOAK_LANES, each
+# built first: many sessions at once ended under fills, the chaos day
+# recorded and replayed, the thread-exit loop; it prints cycles, events and
+# failures per lane.
+SOAK_SECONDS ?= 60
+SOAK_LANES ?= native asan tsan windows msvc
+SOAK_DIR_native = $(BUILD)
+SOAK_DIR_asan = build-asan
+SOAK_DIR_tsan = build-tsan
+SOAK_DIR_windows = $(WINDOWS_BUILD)
+SOAK_DIR_msvc = $(MSVC_BUILD)
+
+soak: $(addprefix soak-build-,$(SOAK_LANES))
+	SOAK_SECONDS=$(SOAK_SECONDS) scripts/soak.sh $(foreach lane,$(SOAK_LANES),$(SOAK_DIR_$(lane)))
+
+.PHONY: soak-build-native soak-build-asan soak-build-tsan soak-build-windows soak-build-msvc
+soak-build-native: build
+soak-build-windows: build-windows
+soak-build-msvc: build-msvc
+soak-build-asan soak-build-tsan: soak-build-%: setup-clang
+	cmake --preset $* $(CMAKE_FLAGS)
+	cmake --build --preset $* -j $(JOBS)

@@ -4,14 +4,23 @@
 #include <map>
 
 #include "broker/sim_config.h"
+#include "plugin/thread_slot.h"
 
 namespace xti {
 namespace sim {
 namespace {
 
-// The connections whose callbacks this thread is running now, innermost last
-// (a synchronous answer can nest inside another connection's callback).
-thread_local std::vector<const Connection*> tlsDelivering;
+// A connection whose callbacks this thread is running now, and the one it
+// nests in (a synchronous answer can run inside another connection's
+// callback). The frames live on the delivering thread's stack.
+struct DeliveringFrame {
+  const Connection* connection;
+  const DeliveringFrame* outer;
+};
+
+// This thread's innermost frame, or null. A plain pointer: a thread's end
+// has nothing of this library to clean up (plugin/thread_slot.h).
+using Delivering = kestrel::ThreadSlot<const DeliveringFrame*, DeliveringFrame>;
 
 const char kConfigError[] = "配置文件错误: ";
 const char kUnreachable[] = "无法连接到柜台 ";
@@ -146,7 +155,11 @@ bool Connection::enqueue(std::vector<Answer> answers) {
 void Connection::sleep(Clock::time_point until) { mu_.waitUntil(changed_, until); }
 
 int Connection::callbacksOnThisThread() const {
-  return static_cast<int>(std::count(tlsDelivering.begin(), tlsDelivering.end(), this));
+  int count = 0;
+  for (const DeliveringFrame* frame = Delivering::mine(); frame != nullptr; frame = frame->outer) {
+    count += frame->connection == this ? 1 : 0;
+  }
+  return count;
 }
 
 template <class Each>
@@ -158,7 +171,9 @@ void Connection::deliverEach(std::size_t count, Each&& each) {
     callback = callback_;
     ++inFlight_;  // once for the batch: shutdown() waits for the callback under way
   }
-  tlsDelivering.push_back(this);
+  const DeliveringFrame*& innermost = Delivering::mine();
+  const DeliveringFrame frame{this, innermost};
+  innermost = &frame;
   for (std::size_t i = 0; i < count && !stopped_.load(std::memory_order_acquire); ++i) {
     try {
       each(i)(*callback);
@@ -166,7 +181,7 @@ void Connection::deliverEach(std::size_t count, Each&& each) {
       // The receiver's exception ends at the library's boundary.
     }
   }
-  tlsDelivering.pop_back();
+  innermost = frame.outer;
   kestrel::MutexLock lock(mu_);
   --inFlight_;
   if (stopped_) changed_.notify_all();

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # The lint gate: clang-format (.clang-format) must leave every tracked C++
-# file as it is, and clang-tidy (.clang-tidy) must find nothing in the
-# plug-in's sources and the project headers they include.
+# file as it is, the libraries' sources must hold no thread-local storage
+# outside ThreadSlot (scripts/check_thread_locals.sh), and clang-tidy
+# (.clang-tidy) must find nothing in the plug-in's sources and the project
+# headers they include.
 # Usage: scripts/lint.sh BUILD_DIR   (a configured build: its
 # compile_commands.json gives clang-tidy each file's flags)
 set -euo pipefail
@@ -12,6 +14,8 @@ jobs=${JOBS:-2}
 
 git ls-files -z -- '*.h' '*.cc' | xargs -0 clang-format --dry-run --Werror
 echo "lint: clang-format: $(git ls-files -- '*.h' '*.cc' | wc -l) files formatted"
+
+scripts/check_thread_locals.sh
 
 # The compile commands carry no -std flag where the compiler's default is
 # C++17 already (GCC 12); clang-tidy's own default is older.

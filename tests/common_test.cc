@@ -5,10 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 namespace kestrel {
 namespace {
@@ -33,6 +36,33 @@ TEST(CodeConvert, ConvertsAndMarksWhatItCannot) {
   for (const auto& [convert, in, out] : cases) EXPECT_EQ(convert(in), out) << in;
   EXPECT_EQ(CodeConvert::unicode_to_gbk(L"C:\\\x670D\x52A1"), "C:\\\xB7\xFE\xCE\xF1");
   EXPECT_EQ(CodeConvert::unicode_to_gbk(L"\U0001F600\U000E0001\U0010FFFFx"), "???x");
+}
+
+// Many threads at once, more than the converters kept open, each text with
+// a broken sequence in it (a converter is reset after one): every thread gets
+// its own text's conversion every time.
+TEST(CodeConvert, ThreadsConvertAtOnce) {
+  constexpr int kThreads = 16;
+  constexpr int kRounds = 300;
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t, &wrong] {
+      const std::string tag = std::to_string(t);
+      const std::string utf8 = "资金" + tag + "\xE4\xB8不足";
+      const std::string gbk = "\xD7\xCA\xBD\xF0" + tag + "??\xB2\xBB\xD7\xE3";
+      for (int round = 0; round < kRounds; ++round) {
+        if (CodeConvert::utf8_to_gbk(utf8) != gbk) ++wrong;
+        if (CodeConvert::gbk_to_utf8(gbk + "\xFF") != "资金" + tag + "??不足?") ++wrong;
+        if (CodeConvert::unicode_to_gbk(L"\x670D" + std::wstring(tag.begin(), tag.end())) !=
+            "\xB7\xFE" + tag) {
+          ++wrong;
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong.load(), 0);
 }
 
 TEST(TradeTime, EveningSessionsAndWeekendsRoll) {

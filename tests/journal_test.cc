@@ -1,7 +1,8 @@
 // The journal's format and writer: what is recorded reads back field by
 // field, a damaged file reads up to the damage and names its offset, and a
-// full queue or an unwritable file is counted, never thrown. (The recorders
-// and the tools over a whole trading day: journal_day.cmake.)
+// full queue or an unwritable file is counted, never thrown; every field of
+// every host record is written. (The recorders and the tools over a whole
+// trading day: journal_day.cmake.)
 #include "recorder/journal/journal.h"
 
 #include <gtest/gtest.h>
@@ -11,12 +12,20 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <regex>
+#include <set>
+#include <sstream>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "plugin/common.h"
 #include "plugin/error_messages.h"
+#include "recorder/journal/host_fields.h"
 #include "recorder/journal/operations.h"
+#include "recorder/tools/entry_text.h"
+#include "recorder/tools/replay_order.h"
 
 namespace kestrel {
 namespace journal {
@@ -218,6 +227,244 @@ TEST(Journal, FullQueueAndUnwritableFileAreCountedNotThrown) {
     EXPECT_EQ(journal.counts().written, 0u);
     EXPECT_EQ(journal.counts().notWritten, 3u);
   }
+}
+
+// The tools format every entry as text in memory, whatever its length: a
+// host event is shown in the demo host's words, and its texts come whole.
+TEST(Journal, EntriesOfAnySizeAreShownWhole) {
+  const std::size_t sizes[] = {0, 600, 70000 /* more than a pipe holds */, 1u << 20};
+  for (std::size_t size : sizes) {
+    SCOPED_TRACE(size);
+    OrderRecord refused;
+    refused.clientId = ClientId{"demo", "000009"};
+    refused.statusMessage = std::string(size, 's');
+    const ResultStatus status{-1, std::string(size, 'm')};
+    const JournalFile file = written("long", [&](Journal& j) {
+      record(j, Boundary::kHost, Kind::kCallback, slot::event::onOrderRejected, 1, 4, &refused,
+             status, 4, true);
+    });
+    ASSERT_EQ(file.entries.size(), 2u);
+    EntryText text(file.startMicros);
+    const std::string line = text.line(file.entries[0]);
+    EXPECT_NE(line.find("H<  onOrderRejected"), std::string::npos) << line.substr(0, 200);
+    EXPECT_NE(line.find("client=demo@000009"), std::string::npos) << line.substr(0, 200);
+    if (size > 0) {
+      EXPECT_NE(line.find(" msg=\"" + status.message + "\""), std::string::npos);
+    }
+    EXPECT_NE(line.find("status=\"" + refused.statusMessage + "\""), std::string::npos);
+    const std::string json = text.json(file.entries[0]);
+    EXPECT_NE(json.find("\"message\":\"" + status.message + "\""), std::string::npos);
+  }
+}
+
+// The replay's order where a callback and a host request on another thread
+// overlap: the callback goes before the request when the request was
+// answered, after it when the request was refused without a vendor request,
+// and stays where it was when the journal shows which came first (the
+// callback's thread went on, the request had asked the vendor).
+TEST(Journal, ReplayOrderPutsOvertakenCallbacksAfterRefusals) {
+  // One letter per entry: c a vendor callback on thread 2, e a host event on
+  // thread 2; on thread 1 r a funds query, v a vendor request, 0 and 3 its
+  // answer (code 0 or -3); on thread 2, R and T a query refused inside the
+  // callback.
+  const auto journal = [](const std::string& letters) {
+    std::vector<Entry> entries;
+    for (char c : letters) {
+      Entry e;
+      e.thread = std::string("ceRT").find(c) != std::string::npos ? 2 : 1;
+      e.object = 1;
+      e.boundary = c == 'c' || c == 'v' ? Boundary::kVendor : Boundary::kHost;
+      e.kind = c == 'c' || c == 'e'               ? Kind::kCallback
+               : c == 'r' || c == 'v' || c == 'R' ? Kind::kRequest
+                                                  : Kind::kReturn;
+      e.operation = c == 'c'   ? slot::callback::onAccountStatus
+                    : c == 'e' ? slot::event::onAccountFundsResponse
+                    : c == 'v' ? slot::vendor::queryAccountDetail
+                               : slot::host::reqQryTradingAccount;
+      if (e.kind == Kind::kReturn) {
+        FrameWriter values(e.values);
+        values.int32(c == '0' ? 0 : -3);
+        values.text("");
+      }
+      entries.push_back(e);
+    }
+    return entries;
+  };
+  const struct {
+    const char* letters;
+    std::vector<std::size_t> order;
+  } rows[] = {
+      {"cr3rv0", {1, 2, 0, 3, 4, 5}},          // the refused query overtook the callback
+      {"cr3r3rv0", {1, 2, 3, 4, 0, 5, 6, 7}},  // twice
+      {"crv0", {0, 1, 2, 3}},                  // accepted: the callback came first
+      {"crv3", {0, 1, 2, 3}},                  // refused after asking the vendor
+      {"cer3", {0, 1, 2, 3}},                  // the callback's thread went on first
+      {"cre3", {0, 1, 2, 3}},                  // ... and while the request ran
+      {"cRT", {0, 1, 2}},                      // refused inside the callback
+      {"cr", {0, 1}},                          // the answer was cut off
+      {"cr3cr3", {1, 2, 0, 4, 5, 3}},          // each callback after its own
+      {"crv0cr3", {0, 1, 2, 3, 5, 6, 4}},
+      {"rcv0", {1, 0, 2, 3}},  // the answered query saw the callback that came while it ran
+      {"rc3", {0, 1, 2}},      // ... the refused one did not
+      {"rvc0", {0, 1, 2, 3}},  // the callback came after the query asked the vendor
+      {"rec0", {0, 1, 2, 3}},  // its thread was busy since the query began
+      {"rc", {0, 1}},          // the answer was cut off
+      {"rcv0rcv0", {1, 0, 2, 3, 5, 4, 6, 7}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.letters);
+    EXPECT_EQ(replayOrder(journal(row.letters)), row.order);
+  }
+}
+
+// How many members an aggregate has, a base class counting as one: the
+// largest N for which T{x1, ..., xN} compiles, each x converting to anything.
+struct AnyMember {
+  template <typename T>
+  operator T() const;  // only named in unevaluated code
+};
+template <std::size_t>
+using AnyMemberAt = AnyMember;
+
+template <typename T, typename Indices, typename = void>
+struct BracedFrom : std::false_type {};
+template <typename T, std::size_t... I>
+struct BracedFrom<T, std::index_sequence<I...>, std::void_t<decltype(T{AnyMemberAt<I>{}...})>>
+    : std::true_type {};
+
+template <typename T, std::size_t N = 0>
+constexpr std::size_t memberCount() {
+  if constexpr (BracedFrom<T, std::make_index_sequence<N + 1>>::value) {
+    return memberCount<T, N + 1>();
+  } else {
+    return N;
+  }
+}
+
+// Counts the fields host_fields.h hands over for a record, nested records
+// as one; a base record's fields are handed over as the record's own.
+struct FieldCounter {
+  std::size_t count = 0;
+  template <typename F>
+  void operator()(const char*, F&) {
+    ++count;
+  }
+  void secret(const char*, std::string&) { ++count; }
+};
+
+template <typename Record>
+std::size_t fieldsHandedOver() {
+  Record record;
+  FieldCounter counter;
+  fields(counter, record);
+  return counter.count;
+}
+
+// Members of Record against the fields the journal writes; the members of
+// its base record, when it has one, against the base's fields.
+template <typename Record>
+std::pair<std::size_t, std::size_t> membersAndFields() {
+  if constexpr (std::is_base_of<OrderRecordHead, Record>::value &&
+                !std::is_same<OrderRecordHead, Record>::value) {
+    return {memberCount<Record>() - 1 + memberCount<OrderRecordHead>(), fieldsHandedOver<Record>()};
+  } else {
+    return {memberCount<Record>(), fieldsHandedOver<Record>()};
+  }
+}
+
+// A record whose fields() forgets a member, as a record would after a member
+// was added to plugin/host_records.h without its line in host_fields.h.
+struct RecordWithForgottenMember {
+  int32_t kept = 0;
+  int32_t added = 0;  // fits in the padding before `wide`: the size stays
+  int64_t wide = 0;
+};
+template <typename V>
+void fields(V& v, RecordWithForgottenMember& r) {
+  v("kept", r.kept);
+  v("wide", r.wide);
+}
+
+TEST(Journal, EveryMemberOfEveryHostRecordIsWritten) {
+  struct Row {
+    const char* record;
+    std::pair<std::size_t, std::size_t> membersAndFields;
+  };
+#define KS_ROW(Record) \
+  { #Record, membersAndFields < Record>() }
+  const Row rows[] = {KS_ROW(TextPair),
+                      KS_ROW(AddressEntry),
+                      KS_ROW(ServerInfo),
+                      KS_ROW(ProxySettings),
+                      KS_ROW(SessionConfig),
+                      KS_ROW(AccountHeader),
+                      KS_ROW(CodeId),
+                      KS_ROW(ClientId),
+                      KS_ROW(AccountOrderNewRequest),
+                      KS_ROW(AccountOrderCancelRequest),
+                      KS_ROW(OrderRecordHead),
+                      KS_ROW(AccountFunds),
+                      KS_ROW(OrderDetailRecord),
+                      KS_ROW(OrderRecord),
+                      KS_ROW(OrderAcceptedRecord),
+                      KS_ROW(OrderFilledRecord),
+                      KS_ROW(FillRecord),
+                      KS_ROW(PositionRecord),
+                      KS_ROW(PositionDetailRecord),
+                      KS_ROW(LoginEntry),
+                      KS_ROW(LoginReply),
+                      KS_ROW(ResultStatus),
+                      KS_ROW(CurrencyRate),
+                      KS_ROW(ClientSystemInfo),
+                      KS_ROW(ICodeID),
+                      KS_ROW(CrashReturnReq),
+                      KS_ROW(TransferReq),
+                      KS_ROW(InvestorReq),
+                      KS_ROW(UserPasswordUpdateReq),
+                      KS_ROW(BankMoneyReq),
+                      KS_ROW(BankAccountregisterReq),
+                      KS_ROW(TradingAccountID),
+                      KS_ROW(CommissionRateReq),
+                      KS_ROW(AccountOrderRequest),
+                      KS_ROW(HistoryDataReq),
+                      KS_ROW(HistoryDataReqV2),
+                      KS_ROW(InstrumentReq),
+                      KS_ROW(MarginRateReq),
+                      KS_ROW(PositionDetailReq),
+                      KS_ROW(SettlementInfoReq),
+                      KS_ROW(SecurityReturnReq),
+                      KS_ROW(SettlementInfoConfirmReq),
+                      KS_ROW(TradingAccountPasswordUpdateReq),
+                      KS_ROW(TransferBankReq),
+                      KS_ROW(TransferSerialReq)};
+  const std::pair<std::size_t, std::size_t> forgotten =
+      membersAndFields<RecordWithForgottenMember>();
+#undef KS_ROW
+  std::set<std::string> listed;
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.record);
+    listed.insert(row.record);
+    EXPECT_EQ(row.membersAndFields.first, row.membersAndFields.second)
+        << "members against fields written: a member without its line in host_fields.h";
+  }
+  // The count sees a forgotten member even where the record's size does not.
+  EXPECT_EQ(forgotten, std::make_pair(std::size_t{3}, std::size_t{2}));
+
+#if defined(KS_SOURCE_DIR)
+  // Every record of the header is in the table above.
+  std::ifstream header(KS_SOURCE_DIR "/plugin/host_records.h");
+  ASSERT_TRUE(header) << "plugin/host_records.h";
+  std::stringstream text;
+  text << header.rdbuf();
+  const std::string all = text.str();
+  const std::regex declared(R"(\nstruct (\w+)( : \w+)? \{)");
+  int records = 0;
+  for (std::sregex_iterator it(all.begin(), all.end(), declared), end; it != end; ++it) {
+    ++records;
+    EXPECT_EQ(listed.count((*it)[1].str()), 1u) << (*it)[1].str() << " is not in the table";
+  }
+  EXPECT_GT(records, 40);  // the pattern still finds the declarations
+#endif
 }
 
 }  // namespace

@@ -5,9 +5,10 @@
 // hold becomes one '?'. Pure ASCII input is returned as it is
 // (GBK is a superset of ASCII) without touching a converter.
 //
-// Linux: glibc iconv with explicit code sets, one descriptor per thread and
-// direction, opened on first use and reset only after an error; never the
-// process locale. Windows: code page 936 named explicitly, never the ANSI
+// Linux: glibc iconv with explicit code sets, never the process locale. Each
+// direction keeps a few open descriptors that a conversion borrows for its
+// call (a descriptor serves one thread at a time), reset only after an
+// error. Windows: code page 936 named explicitly, never the ANSI
 // code page; UTF-8 decoded here so that bad input gives the same '?'s as on
 // Linux. The two agree byte for byte (glibc drops the tag characters
 // U+E0000-U+E007F; the Linux code turns each into '?' before iconv).
@@ -21,7 +22,9 @@
 #else
 #include <iconv.h>
 
+#include <atomic>
 #include <cerrno>
+#include <memory>
 #endif
 
 namespace kestrel {
@@ -181,7 +184,7 @@ std::size_t utf8SequenceLength(unsigned char lead) {
 
 std::size_t gbkSequenceLength(unsigned char lead) { return lead >= 0x81 && lead <= 0xFE ? 2 : 1; }
 
-// One iconv descriptor for one direction on one thread.
+// One iconv descriptor for one direction, used by one thread at a time.
 class Converter {
  public:
   Converter(const char* to, const char* from, std::size_t unitSize,
@@ -264,19 +267,71 @@ class Converter {
   std::size_t (*sequenceLength_)(unsigned char);
 };
 
-Converter& utf8ToGbk() {
-  thread_local Converter converter("GBK", "UTF-8", 1, &utf8SequenceLength);
-  return converter;
+// The open converters of one direction. A conversion takes an idle one for
+// its call, or opens one when none is idle, and gives it back; converters
+// given back when every slot is full are closed. So a thread holds no
+// converter between calls and nothing per thread (a thread that ends leaves
+// nothing to clean up), and as many converters stay open as conversions ran
+// at once, up to the slots. Thread-safe without a lock.
+class ConverterPool {
+ public:
+  ConverterPool(const char* to, const char* from, std::size_t unitSize,
+                std::size_t (*sequenceLength)(unsigned char))
+      : to_(to), from_(from), unitSize_(unitSize), sequenceLength_(sequenceLength) {}
+  ConverterPool(const ConverterPool&) = delete;
+  ConverterPool& operator=(const ConverterPool&) = delete;
+
+  std::string run(const char* data, std::size_t size) {
+    std::unique_ptr<Converter> converter(take());  // closed if the conversion throws
+    std::string out = converter->run(data, size);
+    giveBack(converter.release());
+    return out;
+  }
+
+ private:
+  static constexpr std::size_t kSlots = 8;
+
+  Converter* take() {
+    for (std::atomic<Converter*>& slot : idle_) {
+      if (Converter* converter = slot.exchange(nullptr, std::memory_order_acquire)) {
+        return converter;
+      }
+    }
+    return new Converter(to_, from_, unitSize_, sequenceLength_);
+  }
+  void giveBack(Converter* converter) {
+    for (std::atomic<Converter*>& slot : idle_) {
+      Converter* empty = nullptr;
+      if (slot.compare_exchange_strong(empty, converter, std::memory_order_release,
+                                       std::memory_order_relaxed)) {
+        return;
+      }
+    }
+    delete converter;
+  }
+
+  const char* const to_;
+  const char* const from_;
+  const std::size_t unitSize_;
+  std::size_t (*const sequenceLength_)(unsigned char);
+  std::atomic<Converter*> idle_[kSlots] = {};
+};
+
+// The pools are never destroyed: a thread may still convert while the
+// process exits.
+ConverterPool& utf8ToGbk() {
+  static ConverterPool* pool = new ConverterPool("GBK", "UTF-8", 1, &utf8SequenceLength);
+  return *pool;
 }
 
-Converter& wideToGbk() {
-  thread_local Converter converter("GBK", "WCHAR_T", sizeof(wchar_t), nullptr);
-  return converter;
+ConverterPool& wideToGbk() {
+  static ConverterPool* pool = new ConverterPool("GBK", "WCHAR_T", sizeof(wchar_t), nullptr);
+  return *pool;
 }
 
-Converter& gbkToUtf8() {
-  thread_local Converter converter("UTF-8", "GBK", 1, &gbkSequenceLength);
-  return converter;
+ConverterPool& gbkToUtf8() {
+  static ConverterPool* pool = new ConverterPool("UTF-8", "GBK", 1, &gbkSequenceLength);
+  return *pool;
 }
 
 // glibc's converters skip the Unicode tag characters U+E0000-U+E007F without

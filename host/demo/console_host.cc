@@ -1,6 +1,7 @@
 #include "host/demo/console_host.h"
 
 #include <chrono>
+#include <cstdarg>
 #include <ctime>
 #include <utility>
 
@@ -21,6 +22,24 @@ std::string exchangeCode(int number) {
 
 std::string instrumentOf(const kestrel::CodeId& codeId) {
   return codeId.code + "." + exchangeCode(codeId.exchange);
+}
+
+// printf into a string of whatever length the text takes.
+#if defined(__GNUC__)
+__attribute__((format(printf, 1, 2)))
+#endif
+std::string
+formatted(const char* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  std::va_list again;
+  va_copy(again, args);
+  const int length = std::vsnprintf(nullptr, 0, format, args);
+  va_end(args);
+  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+  if (length > 0) std::vsnprintf(&text[0], text.size() + 1, format, again);
+  va_end(again);
+  return text;
 }
 
 }  // namespace
@@ -46,9 +65,8 @@ std::string clockText(std::chrono::system_clock::time_point at) {
 #else
   localtime_r(&seconds, &local);
 #endif
-  char text[32];
-  std::snprintf(text, sizeof(text), "%02d:%02d:%02d.%03lld", local.tm_hour, local.tm_min,
-                local.tm_sec, millis);
+  const std::string text =
+      formatted("%02d:%02d:%02d.%03lld", local.tm_hour, local.tm_min, local.tm_sec, millis);
   return text;
 }
 
@@ -76,13 +94,11 @@ std::string orderDetails(const Record* record, Event& event) {
   event.statusMessage = utf8(record->statusMessage);
   event.volume = record->volume;
   event.price = record->price;
-  char text[512];
-  std::snprintf(text, sizeof(text),
-                "%s client=%s@%s exchangeId=%s dir=%d offset=%d vol=%lld price=%.2f status=\"%s\"",
-                event.instrument.c_str(), record->clientId.prefix.c_str(),
-                record->clientId.serial.c_str(), record->exchangeOrderId.c_str(), record->direction,
-                record->offsetFlag, static_cast<long long>(record->volume), record->price,
-                event.statusMessage.c_str());
+  const std::string text = formatted(
+      "%s client=%s@%s exchangeId=%s dir=%d offset=%d vol=%lld price=%.2f status=\"%s\"",
+      event.instrument.c_str(), record->clientId.prefix.c_str(), record->clientId.serial.c_str(),
+      record->exchangeOrderId.c_str(), record->direction, record->offsetFlag,
+      static_cast<long long>(record->volume), record->price, event.statusMessage.c_str());
   return text;
 }
 
@@ -94,9 +110,8 @@ std::string fillDetails(const kestrel::FillRecord* record, Event& event) {
   event.exchangeOrderId = record->fillReference2;
   event.volume = record->volume;
   event.price = record->price;
-  char text[512];
-  std::snprintf(
-      text, sizeof(text), "%s client=%s@%s fill=%s order=%s dir=%d offset=%d vol=%lld price=%.2f",
+  const std::string text = formatted(
+      "%s client=%s@%s fill=%s order=%s dir=%d offset=%d vol=%lld price=%.2f",
       event.instrument.c_str(), record->clientId.prefix.c_str(), record->clientId.serial.c_str(),
       record->fillReference.c_str(), record->fillReference2.c_str(), record->direction,
       record->offsetFlag, static_cast<long long>(record->volume), record->price);
@@ -199,11 +214,11 @@ void ConsoleHost::onPositionDetailsResponse(const kestrel::PositionDetailRecord*
     event.instrument = instrumentOf(record->codeId);
     event.volume = record->volume;
     event.price = record->firstAmount;
-    char text[256];
-    std::snprintf(text, sizeof(text), "%s %s opened=%d fill=%s vol=%lld price=%.2f",
-                  event.instrument.c_str(), record->twoValueCode == 1 ? "long" : "short",
-                  record->detailNumber2, record->detailReference.c_str(),
-                  static_cast<long long>(record->volume), record->firstAmount);
+    const std::string text =
+        formatted("%s %s opened=%d fill=%s vol=%lld price=%.2f", event.instrument.c_str(),
+                  record->twoValueCode == 1 ? "long" : "short", record->detailNumber2,
+                  record->detailReference.c_str(), static_cast<long long>(record->volume),
+                  record->firstAmount);
     details = text;
   }
   add(std::move(event), details);
@@ -216,24 +231,31 @@ void ConsoleHost::onAccountFundsResponse(const kestrel::AccountFunds* record,
   std::string details = "(no record)";
   if (record != nullptr) {
     event.hasRecord = true;
-    char text[256];
-    std::snprintf(text, sizeof(text),
-                  "tradingDay=%d balance=%.2f available=%.2f margin=%.2f frozen=%.2f "
-                  "commission=%.2f closeProfit=%.2f positionProfit=%.2f",
-                  record->tradingDay, record->amount4, record->amount11, record->amount1,
-                  record->amount10, record->amount15, record->amount12, record->amount5);
+    const std::string text = formatted(
+        "tradingDay=%d balance=%.2f available=%.2f margin=%.2f frozen=%.2f "
+        "commission=%.2f closeProfit=%.2f positionProfit=%.2f",
+        record->tradingDay, record->amount4, record->amount11, record->amount1, record->amount10,
+        record->amount15, record->amount12, record->amount5);
     details = text;
   }
   add(std::move(event), details);
 }
 
+ConsoleHost::ConsoleHost(std::FILE* out)
+    : sink_([out](const std::string& text) {
+        std::fprintf(out, "%s%s\n", clockText().c_str(), text.c_str());
+        std::fflush(out);
+      }) {}
+
 void ConsoleHost::add(Event event, const std::string& details) {
+  char head[64];
+  std::snprintf(head, sizeof(head), "  %-26s req=%-4d code=%-3d", event.name.c_str(),
+                event.requestId, event.code);
+  std::string text = head;
+  if (!event.message.empty()) text += " msg=\"" + event.message + "\"";
+  if (!details.empty()) text += "  " + details;
   std::lock_guard<std::mutex> lock(mutex_);
-  std::fprintf(out_, "%s  %-26s req=%-4d code=%-3d%s%s%s%s\n", clockText().c_str(),
-               event.name.c_str(), event.requestId, event.code,
-               event.message.empty() ? "" : " msg=\"", event.message.c_str(),
-               event.message.empty() ? "" : "\"", details.empty() ? "" : ("  " + details).c_str());
-  std::fflush(out_);
+  sink_(text);
   if (failure_ == kNone && isDefinitiveFailure(event)) failure_ = events_.size();
   events_.push_back(std::move(event));
   consumed_.push_back(false);
@@ -242,8 +264,7 @@ void ConsoleHost::add(Event event, const std::string& details) {
 
 void ConsoleHost::note(const std::string& text) {
   std::lock_guard<std::mutex> lock(mutex_);
-  std::fprintf(out_, "%s  -- %s\n", clockText().c_str(), text.c_str());
-  std::fflush(out_);
+  sink_("  -- " + text);
 }
 
 WaitResult ConsoleHost::waitFor(const std::function<bool(const Event&)>& match,

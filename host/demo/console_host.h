@@ -13,6 +13,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "plugin/trade_session_spi.h"
@@ -52,7 +53,15 @@ std::string clockText(std::chrono::system_clock::time_point at = std::chrono::sy
 
 class ConsoleHost : public kestrel::ITradeSessionSpi {
  public:
-  explicit ConsoleHost(std::FILE* out) : out_(out) {}
+  // Receives each line after its clock, without the line break, under the
+  // host's lock (so in the order of the events).
+  using LineSink = std::function<void(const std::string& text)>;
+
+  // Prints each line, after the local clock time, to `out`.
+  explicit ConsoleHost(std::FILE* out);
+  // Hands each line to `sink`, without the clock: the journal's tools show
+  // recorded events in the demo host's words.
+  explicit ConsoleHost(LineSink sink) : sink_(std::move(sink)) {}
 
   void onConnected(const kestrel::ResultStatus& status) override;
   void onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) override;
@@ -100,7 +109,7 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
  private:
   void add(Event event, const std::string& details);
 
-  std::FILE* out_;
+  const LineSink sink_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Event> events_;

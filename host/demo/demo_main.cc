@@ -127,11 +127,7 @@ int main(int argc, char** argv) {
   if (!line.counterConfig.empty()) {
     // Read by the counter at connect; the environment is the one channel a
     // host has to the vendor library's configuration besides the fixed path.
-#if defined(_WIN32)
-    _putenv_s("XT_SIM_CONFIG", line.counterConfig.c_str());
-#else
-    setenv("XT_SIM_CONFIG", line.counterConfig.c_str(), 1);
-#endif
+    demo::useCounterConfig(line.counterConfig);
     std::printf("counter configuration: %s\n", line.counterConfig.c_str());
   }
 
@@ -148,17 +144,7 @@ int main(int argc, char** argv) {
   std::printf("plug-in: %s\n", library.getPluginInfo()());
 
   demo::ConsoleHost host(stdout);
-  kestrel::ITradeSession* session = library.createTradeSession()();
-  kestrel::SessionConfig config;
-  config.configCode = 1;
-  config.configText = "demo";
-  config.userName = settings.user;
-  config.password = settings.password;
-  config.server.serverAddresses.push_back(kestrel::AddressEntry{settings.address, "counter"});
-  (void)session->setConfig(config);
-  (void)session->registerSpi(&host);
-
-  demo::DemoSession demoSession(session, host, settings);
+  demo::DemoSession demoSession(demo::configuredSession(library, settings, host), host, settings);
   return line.interactive ? demo::runInteractive(demoSession, stdin, stdout)
                           : demo::runTradingDay(demoSession);
 }

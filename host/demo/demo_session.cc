@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 
 #include "plugin/common.h"
 
@@ -83,6 +84,28 @@ bool parseInstrument(const std::string& text, Instrument& out, std::string& erro
   return true;
 }
 
+kestrel::ITradeSession* configuredSession(const PluginLibrary& plugin, const Settings& settings,
+                                          kestrel::ITradeSessionSpi& host) {
+  kestrel::ITradeSession* session = plugin.createTradeSession()();
+  kestrel::SessionConfig config;
+  config.configCode = 1;
+  config.configText = "demo";
+  config.userName = settings.user;
+  config.password = settings.password;
+  config.server.serverAddresses.push_back(kestrel::AddressEntry{settings.address, "counter"});
+  (void)session->setConfig(config);
+  (void)session->registerSpi(&host);
+  return session;
+}
+
+void useCounterConfig(const std::string& path) {
+#if defined(_WIN32)
+  _putenv_s("XT_SIM_CONFIG", path.c_str());
+#else
+  setenv("XT_SIM_CONFIG", path.c_str(), 1);
+#endif
+}
+
 DemoSession::DemoSession(kestrel::ITradeSession* session, ConsoleHost& host,
                          const Settings& settings)
     : session_(session), host_(host), settings_(settings) {}
@@ -160,6 +183,12 @@ kestrel::ResultStatus DemoSession::cancel(const std::string& clientSerial) {
   host_.note("cancelOrder req=" + std::to_string(requestId) + " client=" + kClientPrefix + "@" +
              clientSerial + " exchangeId=" + request.exchangeOrderId);
   return session_->cancelOrder(requestId, request);
+}
+
+kestrel::ITradeSession* DemoSession::forget() {
+  kestrel::ITradeSession* session = session_;
+  session_ = nullptr;
+  return session;
 }
 
 kestrel::ResultStatus DemoSession::release() {

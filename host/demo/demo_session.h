@@ -10,6 +10,7 @@
 #include <string>
 
 #include "host/demo/console_host.h"
+#include "host/demo/plugin_library.h"
 #include "plugin/plugin_entry.h"
 
 namespace demo {
@@ -32,6 +33,15 @@ struct Instrument {
   int exchange = -1;
   std::string exchangeCode;  // "SHFE"
 };
+
+// A new session of the plug-in at the counter and as the user of `settings`,
+// with `host` as its callback object.
+kestrel::ITradeSession* configuredSession(const PluginLibrary& plugin, const Settings& settings,
+                                          kestrel::ITradeSessionSpi& host);
+
+// Points the simulated counter at the configuration file `path` for the
+// connections made from now on (XT_SIM_CONFIG, which the counter reads).
+void useCounterConfig(const std::string& path);
 
 // "rb2410.SHFE", or a bare code whose exchange follows from the China market's
 // naming of products ("rb2410" SHFE, "IF2409" CFFEX, "600000" SH ...). The
@@ -70,6 +80,9 @@ class DemoSession {
 
   // Ends the session (release); afterwards session() must not be used.
   kestrel::ResultStatus release();
+  // Hands the session over without ending it (a host may delete a session
+  // without release); afterwards session() must not be used.
+  kestrel::ITradeSession* forget();
 
  private:
   struct OrderInfo {

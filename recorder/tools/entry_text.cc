@@ -1,30 +1,14 @@
 #include "recorder/tools/entry_text.h"
 
 #include <chrono>
+#include <cstdio>
 
 #include "plugin/common.h"
 #include "recorder/journal/operations.h"
 
-#if defined(_WIN32)
-#include <fcntl.h>
-#include <io.h>
-#define KS_PIPE(fds) _pipe(fds, 1 << 16, _O_BINARY)
-#define KS_FDOPEN _fdopen
-#define KS_READ _read
-#define KS_CLOSE _close
-#else
-#include <unistd.h>
-#define KS_PIPE(fds) pipe(fds)
-#define KS_FDOPEN fdopen
-#define KS_READ read
-#define KS_CLOSE close
-#endif
-
 namespace kestrel {
 namespace journal {
 namespace {
-
-constexpr std::size_t kClockWidth = 12;  // "HH:MM:SS.mmm", as the demo host prints it
 
 std::string hostText(const std::string& gbk) { return CodeConvert::gbk_to_utf8(gbk); }
 
@@ -83,16 +67,8 @@ std::string jsonValue(const Field& f) {
 
 }  // namespace
 
-EntryText::EntryText(uint64_t startMicros) : startMicros_(startMicros) {
-  if (KS_PIPE(pipe_) == 0) writer_ = KS_FDOPEN(pipe_[1], "w");
-  if (writer_ != nullptr) console_.reset(new demo::ConsoleHost(writer_));
-}
-
-EntryText::~EntryText() {
-  console_.reset();
-  if (writer_ != nullptr) std::fclose(writer_);
-  if (pipe_[0] >= 0) KS_CLOSE(pipe_[0]);
-}
+EntryText::EntryText(uint64_t startMicros)
+    : startMicros_(startMicros), console_([this](const std::string& text) { eventText_ = text; }) {}
 
 Fields EntryText::fieldsOf(const Entry& entry) {
   PrintContext context;
@@ -109,13 +85,11 @@ std::string EntryText::clock(uint64_t time) const {
 // The demo host's own line for the event, after its clock.
 std::string EntryText::hostEventLine(const Entry& entry) {
   const Operation* op = findOperation(entry.boundary, entry.kind, entry.operation);
-  if (console_ == nullptr || op == nullptr || op->invoke == nullptr) return std::string();
+  if (op == nullptr || op->invoke == nullptr) return std::string();
   ValueReader values(entry.values);
-  op->invoke(static_cast<ITradeSessionSpi*>(console_.get()), values, nullptr);
-  std::string out;
-  char c = 0;
-  while (KS_READ(pipe_[0], &c, 1) == 1 && c != '\n') out += c;
-  return out.size() > kClockWidth ? out.substr(kClockWidth) : out;
+  eventText_.clear();
+  op->invoke(static_cast<ITradeSessionSpi*>(&console_), values, nullptr);
+  return eventText_;
 }
 
 std::string EntryText::line(const Entry& entry) {

@@ -5,8 +5,6 @@
 #ifndef KESTREL_RECORDER_TOOLS_ENTRY_TEXT_H_
 #define KESTREL_RECORDER_TOOLS_ENTRY_TEXT_H_
 
-#include <cstdio>
-#include <memory>
 #include <string>
 
 #include "host/demo/console_host.h"
@@ -21,7 +19,6 @@ class EntryText {
   explicit EntryText(uint64_t startMicros);
   EntryText(const EntryText&) = delete;
   EntryText& operator=(const EntryText&) = delete;
-  ~EntryText();
 
   // Both throw FormatError when the entry's values are not its operation's.
   std::string line(const Entry& entry);
@@ -35,10 +32,9 @@ class EntryText {
   std::string hostEventLine(const Entry& entry);
 
   const uint64_t startMicros_;
-  // The demo host's callback object prints into a pipe that this reads.
-  int pipe_[2] = {-1, -1};
-  std::FILE* writer_ = nullptr;
-  std::unique_ptr<demo::ConsoleHost> console_;
+  // The demo host's callback object, whose line for an event lands here.
+  std::string eventText_;
+  demo::ConsoleHost console_;
 };
 
 }  // namespace journal

@@ -10,9 +10,12 @@
 //
 // The replay keeps the recorded order: a host request is made, and a vendor
 // callback delivered, once everything recorded before it has happened again
-// (or after N ms, default 5000, noted in the report); a callback recorded
-// while a host request ran is delivered when that request has returned.
-// Requests go on this thread, callbacks on one thread of the vendor's.
+// (or after N ms, default 5000, noted in the report); where a callback and
+// a host request overlapped in the recording, the request's recorded answer
+// decides which goes first (replay_order.h). Requests go
+// on this thread, callbacks on one thread of the vendor's. A journal that
+// ends early (cut by a crash) is replayed and compared up to its last
+// complete entry.
 //
 // Not compared: the fields the plug-in fills from the clock (onLogin's
 // loginStamp and tradingDay); texts naming the host program's directory are
@@ -39,6 +42,7 @@
 #include "recorder/journal/operations.h"
 #include "recorder/plugin/observed_spi.h"
 #include "recorder/tools/entry_text.h"
+#include "recorder/tools/replay_order.h"
 #include "recorder/tools/replay_vendor.h"
 
 namespace kestrel {
@@ -96,9 +100,10 @@ class Replay final : public replay::Driver {
  public:
   Replay(const JournalFile& file, const demo::PluginLibrary& plugin,
          std::chrono::milliseconds timeout)
-      : file_(file), plugin_(plugin), timeout_(timeout) {
+      : file_(file), plugin_(plugin), timeout_(timeout), order_(replayOrder(file.entries)) {
     Counts before{};
-    for (const Entry& e : file_.entries) {
+    for (std::size_t index : order_) {
+      const Entry& e = file_.entries[index];
       before_.push_back(before);
       const int step = stepOf(e);
       if (step >= 0) ++before[step];
@@ -123,18 +128,27 @@ class Replay final : public replay::Driver {
     replay::setDriver(nullptr);
   }
 
-  // Prints the differences (or that there are none); the exit status.
+  // Prints the differences (or that there are none); the exit status. A
+  // journal that ends early (cut by a crash) is compared up to its end: what
+  // the replay did beyond what the journal holds came after the cut.
   int report(const std::string& path) {
     std::lock_guard<std::mutex> lock(mutex_);
     EntryText text(file_.startMicros);
+    const bool cut = !file_.problem.empty();
     int differences = 0;
+    Counts pastTheCut{};
     for (int step : {kHostEvent, kHostAnswer, kVendorRequest}) {
       std::vector<const Entry*> recorded;
       for (const Entry& e : file_.entries) {
         if (stepOf(e) == step) recorded.push_back(&e);
       }
       const std::vector<Entry>& replayed = observed_[step];
-      for (std::size_t i = 0; i < std::max(recorded.size(), replayed.size()); ++i) {
+      if (cut && replayed.size() > recorded.size()) {
+        pastTheCut[step] = replayed.size() - recorded.size();
+      }
+      const std::size_t compared =
+          cut ? recorded.size() : std::max(recorded.size(), replayed.size());
+      for (std::size_t i = 0; i < compared; ++i) {
         const std::string found = difference(text, i < recorded.size() ? recorded[i] : nullptr,
                                              i < replayed.size() ? &replayed[i] : nullptr);
         if (found.empty()) continue;
@@ -145,6 +159,14 @@ class Replay final : public replay::Driver {
       }
     }
     for (const std::string& note : notes_) std::printf("note: %s\n", note.c_str());
+    if (cut) {
+      std::printf(
+          "note: the journal ends early (%s): the replay stopped at its last complete entry; "
+          "what the replay did after it (%zu host events, %zu answers, %zu vendor requests) "
+          "is not compared\n",
+          file_.problem.c_str(), pastTheCut[kHostEvent], pastTheCut[kHostAnswer],
+          pastTheCut[kVendorRequest]);
+    }
     if (differences > 0) {
       std::printf("journal_replay: %d differences (the first %d shown) replaying against %s\n",
                   differences, std::min(differences, kShownDifferences), path.c_str());
@@ -152,9 +174,22 @@ class Replay final : public replay::Driver {
     }
     std::printf(
         "journal_replay: no difference: %zu host events, %zu answers and %zu vendor requests as "
-        "recorded, replaying against %s\n",
-        total_[kHostEvent], total_[kHostAnswer], total_[kVendorRequest], path.c_str());
+        "recorded%s, replaying against %s\n",
+        total_[kHostEvent], total_[kHostAnswer], total_[kVendorRequest],
+        cut ? " up to the cut" : "", path.c_str());
     return 0;
+  }
+
+  // Ends the sessions that the journal leaves open (it was cut, or the host
+  // never released them), so that none outlives the replay; what they do now
+  // is not observed.
+  void endOpenSessions() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      closing_ = true;
+    }
+    for (const auto& [object, session] : sessions_) (void)session->release();
+    sessions_.clear();
   }
 
   uint32_t created(uint32_t n) override { return n <= creations_.size() ? creations_[n - 1] : 0; }
@@ -162,16 +197,18 @@ class Replay final : public replay::Driver {
 
   void observe(int step, const std::string& frame) {
     std::lock_guard<std::mutex> lock(mutex_);
+    if (closing_) return;
     observed_[step].push_back(entryOf(frame));
     ++done_[step];
     changed_.notify_all();
   }
 
  private:
-  // Waits until everything recorded before entry `index` has happened again.
-  void waitForTurn(std::size_t index) {
+  // Waits until everything before the entry at `position` in the replay's
+  // order has happened again.
+  void waitForTurn(std::size_t position) {
     std::unique_lock<std::mutex> lock(mutex_);
-    const Counts& before = before_[index];
+    const Counts& before = before_[position];
     const auto ready = [&] {
       for (int s = 0; s < kSteps; ++s) {
         if (done_[s] < before[s]) return false;
@@ -185,7 +222,7 @@ class Replay final : public replay::Driver {
         missing += " " + std::to_string(before[s] - done_[s]) + " " + kStepNames[s];
       }
     }
-    notes_.push_back(where(file_.entries[index]) + " went on after " +
+    notes_.push_back(where(file_.entries[order_[position]]) + " went on after " +
                      std::to_string(timeout_.count()) + " ms without:" + missing);
   }
 
@@ -202,13 +239,14 @@ class Replay final : public replay::Driver {
 
   // Makes the recorded entries of one step (host requests on this thread,
   // vendor callbacks on the vendor's) in order, each in its turn. An entry
-  // counts as done once it returned: a callback recorded while a host request
-  // ran comes after it, as the plug-in's requests never wait for a callback.
+  // counts as done once it returned: a callback that comes after a host
+  // request in the replay's order is delivered once the request returned, as
+  // the plug-in's requests never wait for a callback.
   void play(int step, void (Replay::*act)(const Entry&)) {
-    for (std::size_t i = 0; i < file_.entries.size(); ++i) {
-      const Entry& e = file_.entries[i];
+    for (std::size_t position = 0; position < order_.size(); ++position) {
+      const Entry& e = file_.entries[order_[position]];
       if (stepOf(e) != step) continue;
-      waitForTurn(i);
+      waitForTurn(position);
       try {
         (this->*act)(e);
       } catch (const std::exception& error) {
@@ -307,7 +345,8 @@ class Replay final : public replay::Driver {
   const JournalFile& file_;
   const demo::PluginLibrary& plugin_;
   const std::chrono::milliseconds timeout_;
-  std::vector<Counts> before_;  // per entry: how many of each step came before it
+  const std::vector<std::size_t> order_;  // the entries in the order they are replayed
+  std::vector<Counts> before_;  // per position in order_: how many of each step come before it
   Counts total_{};
   std::vector<uint32_t> creations_;  // the recorded API objects, in creation order
 
@@ -321,6 +360,7 @@ class Replay final : public replay::Driver {
   Counts done_{};
   std::array<std::vector<Entry>, kSteps> observed_;
   std::vector<std::string> notes_;
+  bool closing_ = false;  // the replay is over: nothing more is observed
 };
 
 void ReplayHost::noted(std::string& frame) { replay_.observe(kHostEvent, frame); }
@@ -391,5 +431,6 @@ int main(int argc, char** argv) {
   }
   Replay replay(file, library, std::chrono::milliseconds(timeout));
   replay.run();
+  replay.endOpenSessions();
   return replay.report(plugin);
 }
