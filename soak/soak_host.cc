@@ -141,7 +141,8 @@ class SessionHost {
 class Soak {
  public:
   Soak(const demo::PluginLibrary& plugin, int sessions) : plugin_(plugin), sessions_(sessions) {
-    demo::parseInstrument("rb2410.SHFE", instrument_);
+    std::string error;
+    demo::parseInstrument("rb2410.SHFE", instrument_, error);
   }
 
   // Runs K threads of cycles until `until`.
@@ -242,7 +243,7 @@ class Soak {
     };
     const auto expect = [&](const std::string& what, const std::function<bool(const Event&)>& match,
                             Event* found = nullptr) {
-      if (s.host().waitFor(match, kEventTimeout, found)) return true;
+      if (s.host().waitFor(match, kEventTimeout, found) == demo::WaitResult::kFound) return true;
       fail(thread, cycle, what + " did not arrive within 10 s", *host);
       return false;
     };
@@ -275,7 +276,7 @@ class Soak {
                                            (e.name == "onOrderAccepted" ||
                                             e.name == "onOrderFilled");
                                   },
-                                  kEventTimeout, &accepted)) {
+                                  kEventTimeout, &accepted) == demo::WaitResult::kFound) {
           s.learn(accepted);
           const kestrel::ResultStatus canceled = s.cancel(first);
           if (canceled.code != 0) fail(thread, cycle, "cancelOrder refused", *host);
