@@ -83,10 +83,12 @@ bench:
 # Clang builds that prove the plug-in clean (scripts/setup.sh clang): the
 # whole suite under AddressSanitizer + UndefinedBehaviorSanitizer, and under
 # ThreadSanitizer, with -Werror and the thread-safety analysis; the libFuzzer
-# targets for FUZZ_SECONDS each. The presets (CMakePresets.json) build in
-# build-asan, build-tsan and build-fuzz. KS_STRESS_SCALE enlarges the stress
-# and teardown tests.
-FUZZ_SECONDS ?= 20
+# targets one after the other, each for FUZZ_SECONDS (20 when neither is
+# given) or FUZZ_RUNS executions (the long run: FUZZ_RUNS=10000000). The
+# presets (CMakePresets.json) build in build-asan, build-tsan and build-fuzz.
+# KS_STRESS_SCALE enlarges the stress and teardown tests.
+FUZZ_SECONDS ?=
+FUZZ_RUNS ?=
 
 .PHONY: setup-clang test-asan test-tsan fuzz
 
@@ -101,4 +103,4 @@ test-asan test-tsan: test-%: setup-clang
 fuzz: setup-clang
 	cmake --preset fuzz $(CMAKE_FLAGS)
 	cmake --build --preset fuzz -j $(JOBS)
-	FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh build-fuzz
+	FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_RUNS=$(FUZZ_RUNS) scripts/fuzz.sh build-fuzz
