@@ -8,6 +8,7 @@
 #   make lint      clang-format and clang-tidy
 #   make package   the Linux .tar.gz and .deb and the Windows .zip, each
 #                  unpacked and run (the Windows one under Wine)
+#   make count-gate  the hot paths' instruction counts against their baseline
 PRESET ?= default
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
@@ -79,6 +80,22 @@ bench:
 	cmake --preset bench -B $(BENCH_BUILD) $(CMAKE_FLAGS)
 	cmake --build $(BENCH_BUILD) -j $(JOBS) --target ks_bench
 	scripts/bench_run.sh $(BENCH_BUILD)
+
+# Instructions per call of the hot paths (sendOrder, the order and deal
+# pushes, two query replies), counted by callgrind in the ci preset's build
+# (the one CI makes anyway), against bench/counts/baseline.txt: fails when
+# one grows by more than 2% (scripts/count_gate.py). After a change meant to
+# cost more, `make count-baseline` renews the baseline, to be committed with
+# the change.
+.PHONY: count-gate count-baseline
+count-gate count-baseline: PRESET = ci
+count-gate count-baseline: setup $(BUILD)/build.ninja
+	@scripts/setup.sh bench
+	@grep -q '^KS_BUILD_BENCHMARKS:BOOL=ON' $(BUILD)/CMakeCache.txt || { \
+	  echo "$@: $(BUILD) is built without the benchmarks: configure it with the ci preset" >&2; \
+	  exit 2; }
+	cmake --build $(BUILD) -j $(JOBS) --target ks_hot_paths
+	scripts/count_gate.py $(BUILD) $(if $(filter count-baseline,$@),--renew)
 
 # Clang builds that prove the plug-in clean (scripts/setup.sh clang): the
 # whole suite under AddressSanitizer + UndefinedBehaviorSanitizer, and under

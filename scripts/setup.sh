@@ -3,8 +3,8 @@
 # missing. Usage: scripts/setup.sh [group...]; groups: base (default),
 # clang (sanitizers, thread-safety analysis, fuzzing), windows (mingw-w64 and
 # Wine), bench (the benchmark's scripts: python3's standard library draws the
-# chart; valgrind counts instructions for scripts/bench_callgrind.sh), lint
-# (clang-format and clang-tidy for make lint).
+# chart; valgrind counts instructions for scripts/bench_callgrind.sh and
+# scripts/count_gate.py), lint (clang-format and clang-tidy for make lint).
 set -euo pipefail
 
 declare -A GROUPS_PACKAGES=(
