@@ -8,6 +8,7 @@
 #   make lint      clang-format and clang-tidy
 #   make package   the Linux .tar.gz and .deb and the Windows .zip (Visual
 #                  C++'s ABI), each unpacked and run (the .zip under Wine)
+#   make count-gate  the hot paths' instruction counts against their baseline
 PRESET ?= default
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
@@ -86,13 +87,31 @@ bench:
 	cmake --build $(BENCH_BUILD) -j $(JOBS) --target ks_bench
 	scripts/bench_run.sh $(BENCH_BUILD)
 
+# Instructions per call of the hot paths (sendOrder, the order and deal
+# pushes, two query replies), counted by callgrind in the ci preset's build
+# (the one CI makes anyway), against bench/counts/baseline.txt: fails when
+# one grows by more than 2% (scripts/count_gate.py). After a change meant to
+# cost more, `make count-baseline` renews the baseline, to be committed with
+# the change.
+.PHONY: count-gate count-baseline
+count-gate count-baseline: PRESET = ci
+count-gate count-baseline: setup $(BUILD)/build.ninja
+	@scripts/setup.sh bench
+	@grep -q '^KS_BUILD_BENCHMARKS:BOOL=ON' $(BUILD)/CMakeCache.txt || { \
+	  echo "$@: $(BUILD) is built without the benchmarks: configure it with the ci preset" >&2; \
+	  exit 2; }
+	cmake --build $(BUILD) -j $(JOBS) --target ks_hot_paths
+	scripts/count_gate.py $(BUILD) $(if $(filter count-baseline,$@),--renew)
+
 # Clang builds that prove the plug-in clean (scripts/setup.sh clang): the
 # whole suite under AddressSanitizer + UndefinedBehaviorSanitizer, and under
 # ThreadSanitizer, with -Werror and the thread-safety analysis; the libFuzzer
-# targets for FUZZ_SECONDS each. The presets (CMakePresets.json) build in
-# build-asan, build-tsan and build-fuzz. KS_STRESS_SCALE enlarges the stress
-# and teardown tests.
-FUZZ_SECONDS ?= 20
+# targets one after the other, each for FUZZ_SECONDS (20 when neither is
+# given) or FUZZ_RUNS executions (the long run: FUZZ_RUNS=10000000). The
+# presets (CMakePresets.json) build in build-asan, build-tsan and build-fuzz.
+# KS_STRESS_SCALE enlarges the stress and teardown tests.
+FUZZ_SECONDS ?=
+FUZZ_RUNS ?=
 
 .PHONY: setup-clang test-asan test-tsan fuzz soak
 
@@ -107,7 +126,7 @@ test-asan test-tsan: test-%: setup-clang
 fuzz: setup-clang
 	cmake --preset fuzz $(CMAKE_FLAGS)
 	cmake --build --preset fuzz -j $(JOBS)
-	FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh build-fuzz
+	FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_RUNS=$(FUZZ_RUNS) scripts/fuzz.sh build-fuzz
 
 # The soak (docs/soak.md): for SOAK_SECONDS in each lane of SOAK_LANES, each
 # built first: many sessions at once ended under fills, the chaos day

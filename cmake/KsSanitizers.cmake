@@ -5,8 +5,9 @@
 #   KS_SANITIZE      comma list handed to -fsanitize=, e.g. "address,undefined"
 #                    or "thread"; empty: no sanitizer.
 #   KS_BUILD_FUZZERS also instruments every target for libFuzzer's coverage
-#                    (-fsanitize=fuzzer-no-link); the fuzz targets themselves
-#                    link -fsanitize=fuzzer (fuzz/CMakeLists.txt).
+#                    (-fsanitize=fuzzer-no-link), except the functions of
+#                    cmake/fuzz_coverage_ignorelist.txt; the fuzz targets
+#                    themselves link -fsanitize=fuzzer (fuzz/CMakeLists.txt).
 set(KS_SANITIZE "" CACHE STRING
     "Sanitizers for every target, as for -fsanitize= (e.g. address,undefined or thread)")
 
@@ -43,7 +44,8 @@ if(KS_BUILD_FUZZERS)
   if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     message(FATAL_ERROR "KS_BUILD_FUZZERS needs clang (libFuzzer)")
   endif()
-  target_compile_options(ks_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_compile_options(ks_options INTERFACE -fsanitize=fuzzer-no-link
+    -fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/cmake/fuzz_coverage_ignorelist.txt)
 endif()
 
 # ks_keep_replaced_allocator(target): for a program that replaces the global

@@ -26,6 +26,12 @@ void reportFailure(const std::string& message);
 // The bytes in hexadecimal, for messages.
 std::string hexOf(const void* data, std::size_t size);
 
+// The longest input a check reads, where it has one: its fuzz target makes
+// no longer inputs (fuzz/CMakeLists.txt), which would only spend mutations on
+// bytes nothing reads.
+constexpr std::size_t kVendorTimeInputSize = 16;
+std::size_t vendorRecordsInputSize();
+
 // vendorTimeToMillis equals the reference that always parses with Boost
 // (tests/support/vendor_time_reference.h). The first 8 bytes are
 // the date text, the next 8 the time text, each in a heap block of exactly 8

@@ -3,8 +3,9 @@
 # missing. Usage: scripts/setup.sh [group...]; groups: base (default),
 # clang (sanitizers, thread-safety analysis, fuzzing), windows (mingw-w64 and
 # Wine), msvc (clang, lld and llvm 19 in Visual C++ mode, Wine's DLLs and
-# headers; Microsoft's STL comes from KS_MSVC_STL), bench (the benchmark's scripts: python3's standard library draws the
-# chart; valgrind counts instructions for scripts/bench_callgrind.sh), lint
+# headers; Microsoft's STL comes from KS_MSVC_STL), bench (the benchmark's
+# scripts: python3's standard library draws the chart; valgrind counts
+# instructions for scripts/bench_callgrind.sh and scripts/count_gate.py), lint
 # (clang-format and clang-tidy for make lint).
 set -euo pipefail
 
