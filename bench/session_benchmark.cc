@@ -8,6 +8,7 @@
 
 #include "bench/bench_fixtures.h"
 #include "bench/bench_session.h"
+#include "broker/config_variable.h"
 #include "plugin/plugin_entry.h"
 #include "session/trade_session_xt.h"
 
@@ -76,18 +77,9 @@ BENCHMARK(BM_ReleaseConnected)->UseManualTime()->Unit(benchmark::kMillisecond)->
 
 }  // namespace
 
-// Points the simulated counter at `path` (before connect).
-void useCounterConfig(const std::string& path) {
-#if defined(_WIN32)
-  _putenv_s("XT_SIM_CONFIG", path.c_str());
-#else
-  setenv("XT_SIM_CONFIG", path.c_str(), 1);
-#endif
-}
-
 TradeSessionXT* loggedInSession(NullHost& host, benchmark::State& state,
                                 const std::string& counterConfig) {
-  useCounterConfig(counterConfig);
+  xti::sim::setConfigVariable(counterConfig.c_str());
   loadBaseInformation();
   SessionConfig config = benchConfig();
   config.userName = "bench";

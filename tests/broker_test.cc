@@ -22,12 +22,12 @@
 #include <thread>
 #include <vector>
 
+#include "broker/config_variable.h"
 #include "broker/counter.h"
 #include "broker/sim_platform.h"
 #include "broker/simulated_api.h"
 #include "broker/simulated_counter.h"
 #include "plugin/platform.h"
-#include "tests/support/counter_config_variable.h"
 
 namespace xti::sim {
 namespace {
@@ -484,11 +484,11 @@ TEST(BrokerConfigTest, AFileTheEnvironmentNamesMustExist) {
   };
   for (const auto& r : rows) {
     SCOPED_TRACE(r.variable);
-    kestrel::testing::setCounterConfigVariable(r.variable.c_str());
+    xti::sim::setConfigVariable(r.variable.c_str());
     const ConfigResult loaded = loadConfigFor(r.initPath.c_str());
     EXPECT_EQ(loaded.ok ? describe(loaded.config) : loaded.error, r.expected);
   }
-  kestrel::testing::setCounterConfigVariable("");
+  xti::sim::setConfigVariable("");
 }
 
 // Each text gives its settings (as describe() writes them) or "t:LINE: what is wrong".

@@ -16,9 +16,9 @@
 #include <thread>
 #include <vector>
 
+#include "broker/config_variable.h"
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
-#include "tests/support/counter_config_variable.h"
 
 namespace kestrel {
 namespace testing {
@@ -206,11 +206,11 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
                                   "[account F100]\ncash = 1000000\n"
                                   "[instrument rb2410]\nexchange = SHFE\nprice = 3650\n"
                                   "multiplier = 10\nmargin_rate = 0.1\ntick = 1\n";
-    setCounterConfigVariable(configPath_.c_str());
+    xti::sim::setConfigVariable(configPath_.c_str());
   }
   void TearDown() override {
     if (session_ != nullptr) (void)session_->release();
-    setCounterConfigVariable("");
+    xti::sim::setConfigVariable("");
     std::remove(configPath_.c_str());
   }
 

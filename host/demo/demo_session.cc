@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "broker/config_variable.h"
 #include "plugin/common.h"
 
 namespace demo {
@@ -98,13 +99,7 @@ kestrel::ITradeSession* configuredSession(const PluginLibrary& plugin, const Set
   return session;
 }
 
-void useCounterConfig(const std::string& path) {
-#if defined(_WIN32)
-  _putenv_s("XT_SIM_CONFIG", path.c_str());
-#else
-  setenv("XT_SIM_CONFIG", path.c_str(), 1);
-#endif
-}
+void useCounterConfig(const std::string& path) { xti::sim::setConfigVariable(path.c_str()); }
 
 DemoSession::DemoSession(kestrel::ITradeSession* session, ConsoleHost& host,
                          const Settings& settings)

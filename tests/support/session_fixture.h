@@ -14,10 +14,10 @@
 #include <random>
 #include <string>
 
+#include "broker/config_variable.h"
 #include "plugin/common.h"
 #include "plugin/plugin_entry.h"
 #include "session/trade_session_xt.h"
-#include "tests/support/counter_config_variable.h"
 #include "tests/support/fake_vendor.h"
 #include "tests/support/recording_host.h"
 
@@ -55,10 +55,10 @@ class CounterConfigFile {
                              std::chrono::steady_clock::now().time_since_epoch().count())),
         path_(::testing::TempDir() + name_) {
     std::ofstream(path_) << text;
-    setCounterConfigVariable(path_.c_str());
+    xti::sim::setConfigVariable(path_.c_str());
   }
   ~CounterConfigFile() {
-    setCounterConfigVariable("");  // read as unset
+    xti::sim::setConfigVariable("");  // read as unset
     std::remove(path_.c_str());
   }
   const std::string& name() const { return name_; }
