@@ -35,7 +35,7 @@ soak_build() {
   bin=$build/bin
   if [ -f "$bin/demo_host.exe" ]; then
     exe=.exe
-    emulator=(wine)
+    emulator=("$PWD/scripts/wine_run.sh" wine)
     source scripts/wine_session.sh
     wine_session "$build"
   fi
