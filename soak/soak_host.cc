@@ -106,13 +106,6 @@ struct Totals {
        failures = 0;
 };
 
-// The client serial the demo session gives its n-th order.
-std::string serialOf(long n) {
-  char text[24];
-  std::snprintf(text, sizeof(text), "%06ld", n);
-  return text;
-}
-
 // What one session's host saw: the demo host's callback object, its lines
 // kept (the last ones) for a failure's report.
 class SessionHost {
@@ -323,7 +316,7 @@ class Soak {
                                 e.name == "onFill";
       if (!aboutAnOrder) continue;
       const long number = std::strtol(e.exchangeOrderId.c_str(), nullptr, 10);
-      const std::string ours = number >= 1 && number <= orders ? serialOf(number) : "";
+      const std::string ours = number >= 1 && number <= orders ? demo::clientSerial(number) : "";
       const bool madeUp = e.clientSerial == std::to_string(number) ||
                           (e.clientSerial.empty() && e.name == "onFill");
       const bool known = e.exchangeOrderId.empty()
@@ -343,10 +336,10 @@ class Soak {
       }
     }
     for (const auto& [number, volume] : filled) {
-      const long long wanted = ordered[serialOf(number)];
+      const long long wanted = ordered[demo::clientSerial(number)];
       if (volume > wanted) {
         fail(thread, cycle,
-             "order " + serialOf(number) + ": " + std::to_string(volume) + " filled of " +
+             "order " + demo::clientSerial(number) + ": " + std::to_string(volume) + " filled of " +
                  std::to_string(wanted),
              *host);
       }

@@ -99,6 +99,12 @@ kestrel::ITradeSession* configuredSession(const PluginLibrary& plugin, const Set
   return session;
 }
 
+std::string clientSerial(long long n) {
+  char serial[24];
+  std::snprintf(serial, sizeof(serial), "%06lld", n);
+  return serial;
+}
+
 void useCounterConfig(const std::string& path) { xti::sim::setConfigVariable(path.c_str()); }
 
 DemoSession::DemoSession(kestrel::ITradeSession* session, ConsoleHost& host,
@@ -117,8 +123,7 @@ std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offs
   request.codeId.code = instrument.code;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    char serial[16];
-    std::snprintf(serial, sizeof(serial), "%06d", ++serialCounter_);
+    const std::string serial = clientSerial(++serialCounter_);
     request.clientId = kestrel::ClientId{kClientPrefix, serial};
     orders_[serial] = OrderInfo{instrument, ""};
   }

@@ -49,6 +49,9 @@ void useCounterConfig(const std::string& path);
 // a text it cannot place, with `error` saying why and what it accepts.
 bool parseInstrument(const std::string& text, Instrument& out, std::string& error);
 
+// The client serial the demo gives its n-th order of a session (1: "000001").
+std::string clientSerial(long long n);
+
 // The largest order the demo sends, in lots.
 constexpr long long kMaxOrderLots = 1000000;
 

@@ -342,8 +342,7 @@ class Prompt {
     if (!parseWholeNumber(id, 1, kMaxSerial, number)) {
       return refuse("cancel", "takes one order ID as the demo printed it (000001, or 1)");
     }
-    char serial[16];
-    std::snprintf(serial, sizeof(serial), "%06lld", number);
+    const std::string serial = clientSerial(number);
     // Exchange order ids from everything seen so far.
     for (const Event& event : s_.host().events()) s_.learn(event);
     const kestrel::ResultStatus status = s_.cancel(serial);
