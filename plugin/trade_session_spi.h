@@ -13,8 +13,12 @@
 //     isLast). Pushes carry request number -1 and isLast true.
 //
 // The order of the virtual operations is binding: the plug-in calls them by
-// slot. Slots the plug-in never calls are held by placeholder operations so
-// that the numbering cannot drift.
+// slot, noted beside each one as in ITradeSession (plugin/trade_session.h):
+// the destructor's slot is 0, the first operation's 1, and so on; a slot is
+// the operation's index in Visual C++'s vtable, and the slot plus one in
+// GCC's and clang's (Itanium) ABI, where the destructor takes two entries.
+// Slots the plug-in never calls are held by placeholder operations so that
+// the numbering cannot drift.
 #ifndef KESTREL_PLUGIN_TRADE_SESSION_SPI_H_
 #define KESTREL_PLUGIN_TRADE_SESSION_SPI_H_
 

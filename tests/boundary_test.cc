@@ -60,10 +60,9 @@ std::ptrdiff_t vtableEntry(MemberFunction function) {
 #endif
 
 #if defined(KS_VTABLE_LAYOUT_KNOWN)
-// The positions as the headers note them: the session's from 1 (its
-// destructor), the host callback's and the vendor's slots from 0 (theirs).
-// Every operation sits after the destructor, so its vtable entry is its
-// position shifted by the destructor's entries in the compiler's ABI.
+// The slots as the headers note them, every interface's from 0 (its
+// destructor). Every operation sits after the destructor, so its vtable
+// entry is its slot shifted by the destructor's entries in the compiler's ABI.
 TEST(InterfaceLayout, OperationsSitAtTheirPositions) {
   using S = ITradeSession;
   using H = ITradeSessionSpi;
@@ -117,14 +116,14 @@ TEST(InterfaceLayout, OperationsSitAtTheirPositions) {
       E(C::onPositionReply), E(C::onAccountStatus), E(C::onOrderPush), E(C::onDealPush),
       E(C::onOrderErrorPush), E(C::onCancelErrorPush), E(C::reservedCallback104)};
 #undef E
-  const std::vector<std::ptrdiff_t> sessionPositions = {2,  3,  4,  5,  6,  7,  8,  9,  10, 11,
-                                                        12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
-                                                        22, 23, 24, 25, 26, 27, 51, 23, 26};
+  const std::vector<std::ptrdiff_t> sessionPositions = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
+                                                        11, 12, 13, 14, 15, 16, 17, 18, 19, 20,
+                                                        21, 22, 23, 24, 25, 26, 50, 22, 25};
   const std::vector<std::ptrdiff_t> slots = {
       1,  3,  4,  5,  9,  10, 11, 12, 13, 14, 17, 18, 19, 22, 1,  2,  3,  10, 11, 12, 14, 16,
       17, 18, 38, 39, 40, 1,  2,  3,  4,  5,  7,  9,  13, 15, 17, 19, 41, 46, 47, 48, 49, 104};
   std::vector<std::ptrdiff_t> expectedSession, expectedSlots;
-  for (std::ptrdiff_t p : sessionPositions) expectedSession.push_back(p - 2 + kDestructorEntries);
+  for (std::ptrdiff_t p : sessionPositions) expectedSession.push_back(p - 1 + kDestructorEntries);
   for (std::ptrdiff_t s : slots) expectedSlots.push_back(s - 1 + kDestructorEntries);
   EXPECT_EQ(sessionEntries, expectedSession);
   EXPECT_EQ(slotEntries, expectedSlots);

@@ -3,8 +3,8 @@
 # simulated counter, dumped, replayed against the plug-in it was recorded with
 # and against a variant with one changed conversion; then what the recorders
 # do when their real libraries or the journal's file are missing.
-# Arguments: DEMO, RECORDING_PLUGIN, PLUGIN, VARIANT, DUMP, REPLAY, WORK and
-# optionally EMULATOR.
+# Arguments: DEMO, RECORDING_PLUGIN, PLUGIN, VARIANT, DUMP, REPLAY, VERSION1,
+# WORK and optionally EMULATOR.
 cmake_minimum_required(VERSION 3.25)  # if() reads quoted texts as texts
 file(REMOVE_RECURSE ${WORK})
 file(MAKE_DIRECTORY ${WORK})
@@ -65,7 +65,10 @@ expect("${dump}"
   "V<  onOrderPush .*data.ErrorMsg=\"全部成交\""
   "V>  cancelOrderByExchangeId +req=[0-9]+ .*exchangeCode=\"SHFE\""
   "H=  release"
-  "V<  onUserLogin .*password=\"[*][*][*]\"")
+  "V<  onUserLogin .*password=\"[*][*][*]\""
+  # Each callback's return closes the innermost one open: the host event
+  # made inside the vendor's push returns first.
+  "V<  onOrderPush[^\n]*\n[^\n]*H<  onOrderAccepted[^\n]*\n[^\n]*H[.]  onOrderAccepted +req=-1\n[^\n]*V[.]  onOrderPush\n")
 
 # JSON Lines: every line an object; the first order's serial where jq finds it.
 run(0 ${DUMP} --json ${day})
@@ -82,10 +85,28 @@ endforeach()
 if(NOT serial STREQUAL "000001")
   message(FATAL_ERROR "first sendOrder's clientId.serial in JSON: '${serial}'\n${out}")
 endif()
+expect("${out}" "\"kind\":\"done\",\"operation\":\"onOrderPush\".*\"fields\":{\"threw\":false}")
 
 # The same build replays without a difference; the variant's one change shows.
 run(0 ${REPLAY} ${day} --plugin ${PLUGIN})
 expect("${out}" "no difference: 2[0-9] host events")
+set(replayed "${out}")
+
+# The same day as the version-1 recorders wrote it (no returns of callbacks)
+# dumps the same lines less the returns, and replays the same.
+run(0 ${VERSION1} ${day} ${WORK}/day_v1.ksj)
+run(0 ${DUMP} ${WORK}/day_v1.ksj)
+string(REGEX REPLACE "\n[^\n]* [HV][.]  [^\n]*" "" dump_without_returns "${dump}")
+string(REGEX REPLACE "^[^\n]*\n" "" dump_without_returns "${dump_without_returns}")
+string(REGEX REPLACE "^[^\n]*\n" "" dump_v1 "${out}")
+if(NOT dump_v1 STREQUAL dump_without_returns)
+  message(FATAL_ERROR "the version-1 dump differs:\n${out}")
+endif()
+run(0 ${REPLAY} ${WORK}/day_v1.ksj --plugin ${PLUGIN})
+string(REPLACE "day_v1.ksj" "day.ksj" out "${out}")
+if(NOT out STREQUAL replayed)
+  message(FATAL_ERROR "the version-1 replay differs:\n${out}\nfrom\n${replayed}")
+endif()
 run(1 ${REPLAY} ${day} --plugin ${VARIANT})
 expect("${out}" "difference in host events" "direction=1  ->  direction=2")
 

@@ -15,6 +15,7 @@
 #include <regex>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -24,8 +25,10 @@
 #include "plugin/error_messages.h"
 #include "recorder/journal/host_fields.h"
 #include "recorder/journal/operations.h"
+#include "recorder/plugin/observed_spi.h"
 #include "recorder/tools/entry_text.h"
 #include "recorder/tools/replay_order.h"
+#include "recorder/vendor/recording_callback.h"
 
 namespace kestrel {
 namespace journal {
@@ -177,13 +180,20 @@ TEST(Journal, DamagedFilesReadUpToTheDamageAndNameItsOffset) {
          return b;
        },
        true, 1, "corrupt entry at offset " + std::to_string(second) + ": impossible size"},
-      {"another version",
+      {"version 1, before the returns of callbacks",
        [&] {
          std::string b = bytes;
-         b[8] = 2;
+         b[8] = 1;
          return b;
        },
-       false, 0, "is a journal of format version 2; this program reads version 1"},
+       true, 4, ""},
+      {"a later version",
+       [&] {
+         std::string b = bytes;
+         b[8] = 3;
+         return b;
+       },
+       false, 0, "is a journal of format version 3; this program reads versions 1 to 2"},
       {"not a journal", [] { return std::string("KSJ"); }, false, 0, "is not a journal"},
   };
   for (const Case& c : cases) {
@@ -193,6 +203,47 @@ TEST(Journal, DamagedFilesReadUpToTheDamageAndNameItsOffset) {
     EXPECT_EQ(readJournal(tempPath("damaged"), file), c.journal);
     EXPECT_EQ(file.entries.size(), c.entries);
     EXPECT_NE(file.problem.find(c.problem), std::string::npos) << file.problem;
+  }
+}
+
+// Version 1 numbered the host's requests from 1, the destructor; they read
+// as version 2 numbers them, from 0. Its other numbers read unchanged.
+TEST(Journal, Version1OperationsReadAsVersion2NumbersThem) {
+  struct Row {
+    Boundary boundary;
+    Kind kind;
+    uint16_t version1;
+    std::string name;
+    uint16_t read;
+  } rows[] = {
+      {Boundary::kHost, Kind::kRequest, 1, "destroy", op::kDestroySession},
+      {Boundary::kHost, Kind::kRequest, 2, "getTypeCode", slot::host::getTypeCode},
+      {Boundary::kHost, Kind::kReturn, 16, "sendOrder", slot::host::sendOrder},
+      {Boundary::kHost, Kind::kRequest, 51, "reqTradingAccountPasswordUpdate",
+       slot::host::reqTradingAccountPasswordUpdate},
+      {Boundary::kHost, Kind::kRequest, 100, "CreateTradeSession", op::kCreateTradeSession},
+      {Boundary::kHost, Kind::kCallback, 3, "onLogin", slot::event::onLogin},
+      {Boundary::kVendor, Kind::kRequest, 38, "placeOrder", slot::vendor::placeOrder},
+  };
+  std::string bytes = journalHeader(1, 2, "version 1");
+  bytes[8] = 1;
+  for (const Row& row : rows) {
+    std::string frame;
+    FrameWriter(frame).begin(row.boundary, row.kind, row.version1, 1, 0);
+    const auto size = static_cast<uint32_t>(frame.size() - kFrameHeadSize);
+    const uint32_t crc = crc32(&frame[kFrameHeadSize], size);
+    std::memcpy(&frame[0], &size, 4);
+    std::memcpy(&frame[4], &crc, 4);
+    bytes += frame;
+  }
+  JournalFile file;
+  ASSERT_TRUE(parseJournal(bytes, "v1.ksj", file)) << file.problem;
+  EXPECT_EQ(file.version, 1u);
+  ASSERT_EQ(file.entries.size(), std::size(rows));
+  for (std::size_t i = 0; i < std::size(rows); ++i) {
+    SCOPED_TRACE(rows[i].name);
+    EXPECT_EQ(file.entries[i].operation, rows[i].read);
+    EXPECT_EQ(operationName(file.entries[i]), rows[i].name);
   }
 }
 
@@ -226,6 +277,73 @@ TEST(Journal, FullQueueAndUnwritableFileAreCountedNotThrown) {
     record(journal, Boundary::kHost, Kind::kRequest, slot::host::release, 1, 0);
     EXPECT_EQ(journal.counts().written, 0u);
     EXPECT_EQ(journal.counts().notWritten, 3u);
+  }
+}
+
+// A host event made inside a vendor callback, as the two recorders record
+// them into one journal: each return is recorded on the callback's thread
+// when the call returned or threw (the exception passed on), closing the
+// innermost callback open there, and shown as such.
+TEST(Journal, ReturnsOfCallbacksCloseThemOnTheirThread) {
+  class RecordingHost final : public ObservedSpi {
+   public:
+    explicit RecordingHost(Journal& journal) : ObservedSpi(1), journal_(journal) {}
+
+   private:
+    void noted(std::string& frame) override { journal_.append(frame); }
+    Journal& journal_;
+  };
+  // The host: throws from the fill's event.
+  struct Host : ITradeSessionSpi {
+    void onFill(const FillRecord*, const ResultStatus&, int, bool) override {
+      throw std::runtime_error("host");
+    }
+  } host;
+  // The plug-in: turns the order push into a host event, throws from the deal push.
+  struct Plugin : xti::XtTraderApiCallback {
+    ITradeSessionSpi* spi = nullptr;
+    void onOrderPush(const xti::VendorOrder*) override {
+      spi->onOrderAccepted(nullptr, ResultStatus{}, -1, true);
+    }
+    void onDealPush(const xti::VendorDeal*) override {
+      spi->onFill(nullptr, ResultStatus{}, -1, true);
+    }
+  } plugin;
+  const xti::VendorOrder order{};
+  const xti::VendorDeal deal{};
+  const JournalFile file = written("returns", [&](Journal& j) {
+    RecordingHost recordingHost(j);
+    recordingHost.setTarget(&host);
+    plugin.spi = &recordingHost;
+    RecordingCallback callback(j, 2);
+    callback.setTarget(&plugin);
+    callback.onOrderPush(&order);
+    EXPECT_THROW(callback.onDealPush(&deal), std::runtime_error);
+  });
+  ASSERT_EQ(file.entries.size(), 9u);
+  EntryText text(file.startMicros);
+  const char* const expected[] = {"V<  onOrderPush", "H<  onOrderAccepted", "H.  onOrderAccepted",
+                                  "V.  onOrderPush", "V<  onDealPush",      "H<  onFill",
+                                  "H.  onFill",      "V.  onDealPush"};
+  for (std::size_t i = 0; i < std::size(expected); ++i) {
+    SCOPED_TRACE(expected[i]);
+    const Entry& e = file.entries[i];
+    const std::string line = text.line(e);
+    EXPECT_NE(line.find(expected[i]), std::string::npos) << line;
+    EXPECT_EQ(e.thread, file.entries[0].thread);
+    if (e.kind != Kind::kDone) continue;
+    const Entry& opened = file.entries[e.boundary == Boundary::kHost ? i - 1 : i - 3];
+    EXPECT_EQ(e.operation, opened.operation);
+    EXPECT_EQ(e.object, opened.object);
+    EXPECT_EQ(e.request, opened.request);
+    const bool threw = i >= 6;
+    EXPECT_EQ(shown(e), std::vector<std::string>{threw ? "threw=true" : "threw=false"});
+    const std::string ending = " threw";
+    EXPECT_EQ(line.size() > ending.size() &&
+                  line.compare(line.size() - ending.size(), ending.size(), ending) == 0,
+              threw)
+        << line;
+    EXPECT_NE(text.json(e).find("\"kind\":\"done\""), std::string::npos);
   }
 }
 

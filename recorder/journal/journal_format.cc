@@ -39,6 +39,19 @@ constexpr std::array<uint32_t, 256> kCrcTable = [] {
   return table;
 }();
 
+// Version 1 numbered the host's requests by declaration position from 1 (the
+// destructor) where version 2 numbers them by slot from 0, as it numbers
+// every other interface: 1 (destroy) to 51 read as 0 to 50. The journal's
+// own numbers (100, 101) are the same in both.
+void asVersion2(Entry& entry) {
+  constexpr uint16_t kLastVersion1Position = 51;
+  const bool hostRequest = entry.boundary == Boundary::kHost &&
+                           (entry.kind == Kind::kRequest || entry.kind == Kind::kReturn);
+  if (hostRequest && entry.operation >= 1 && entry.operation <= kLastVersion1Position) {
+    --entry.operation;
+  }
+}
+
 }  // namespace
 
 uint32_t crc32(const char* data, std::size_t size) {
@@ -211,11 +224,13 @@ bool parseJournal(const std::string& data, const std::string& path, JournalFile&
     return false;
   }
   const auto version = load<uint32_t>(&data[kMagicSize]);
-  if (version != kVersion) {
+  if (version < kOldestVersion || version > kVersion) {
     out.problem = path + " is a journal of format version " + std::to_string(version) +
-                  "; this program reads version " + std::to_string(kVersion);
+                  "; this program reads versions " + std::to_string(kOldestVersion) + " to " +
+                  std::to_string(kVersion);
     return false;
   }
+  out.version = version;
   const std::size_t restSize = load<uint32_t>(&data[kMagicSize + 4]);
   const std::size_t first = kMagicSize + 8 + restSize;
   try {
@@ -251,6 +266,7 @@ bool parseJournal(const std::string& data, const std::string& path, JournalFile&
     }
     Entry entry;
     parsePayload(payload, size, entry);
+    if (version == 1) asVersion2(entry);
     entry.offset = at;
     out.entries.push_back(std::move(entry));
     at += kFrameHeadSize + size;

@@ -3,7 +3,8 @@
 // in other languages.
 //
 //   file     header, then entries, each complete or the file ends
-//   header   "KSJOURNL", u32 version, u32 size of the rest; the rest holds
+//   header   "KSJOURNL", u32 version (kOldestVersion to kVersion), u32 size
+//            of the rest; the rest holds
 //            u64 start (UTC microseconds since 1970), u32 process id and the
 //            recording program's path as a text value
 //   entry    u32 payload size, u32 CRC-32 of the payload, the payload
@@ -31,8 +32,9 @@
 namespace kestrel {
 namespace journal {
 
-constexpr char kMagic[] = "KSJOURNL";  // the first 8 bytes of every journal
-constexpr uint32_t kVersion = 1;
+constexpr char kMagic[] = "KSJOURNL";        // the first 8 bytes of every journal
+constexpr uint32_t kVersion = 2;             // what the recorders write
+constexpr uint32_t kOldestVersion = 1;       // the oldest the readers read: no kDone entries
 constexpr uint32_t kMaxPayload = 16u << 20;  // larger entries are not recorded
 constexpr std::size_t kFrameHeadSize = 8;    // payload size and CRC
 constexpr std::size_t kPayloadHeadSize = 24;
@@ -41,9 +43,20 @@ enum class Boundary : uint8_t { kJournal = 0, kVendor = 1, kHost = 2 };
 
 // kRequest: a call into the plug-in (host) or into the vendor library;
 // kReturn: what a host request answered; kCallback: a vendor callback or a
-// host event; kGap: entries lost to a full queue (one int64 value, how many);
-// kEnd: the journal closed (written, lost to a full queue, not written).
-enum class Kind : uint8_t { kRequest = 1, kReturn = 2, kCallback = 3, kGap = 4, kEnd = 5 };
+// host event, recorded when it arrives; kGap: entries lost to a full queue
+// (one int64 value, how many); kEnd: the journal closed (written, lost to a
+// full queue, not written); kDone (version 2): the innermost callback of
+// the same boundary and operation still open on the entry's thread returned,
+// with the callback's object and request number and one bool value, whether
+// it ended by an exception.
+enum class Kind : uint8_t {
+  kRequest = 1,
+  kReturn = 2,
+  kCallback = 3,
+  kGap = 4,
+  kEnd = 5,
+  kDone = 6,
+};
 
 enum class Tag : uint8_t {
   kNull = 0,
@@ -132,6 +145,7 @@ struct Entry {
 bool parsePayload(const char* data, std::size_t size, Entry& out);
 
 struct JournalFile {
+  uint32_t version = 0;
   uint64_t startMicros = 0;
   uint32_t processId = 0;
   std::string program;
@@ -145,8 +159,9 @@ struct JournalFile {
 std::string journalHeader(uint64_t startMicros, uint32_t processId, const std::string& program);
 
 // Reads `path`. False, with `problem` set, when it is no journal this
-// program reads; otherwise true with every complete entry, and `problem`
-// set when a truncated or corrupt entry ended the reading.
+// program reads; otherwise true with every complete entry (numbered as
+// version kVersion numbers operations), and `problem` set when a truncated or
+// corrupt entry ended the reading.
 bool readJournal(const std::string& path, JournalFile& out);
 // The same for the bytes of a journal; `path` names them in `problem`.
 bool parseJournal(const std::string& data, const std::string& path, JournalFile& out);

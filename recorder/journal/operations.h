@@ -1,8 +1,8 @@
 // The operations of both boundaries as the journal numbers them: by the slot
-// their callers use (the virtual-call positions of ITradeSession,
-// ITradeSessionSpi, XtTraderApi and XtTraderApiCallback), plus numbers of the
-// journal's own for what has no slot. The lists below are the one place that
-// names them; the recorders, the dump and the replay all build on them.
+// their callers use (the slots of ITradeSession, ITradeSessionSpi, XtTraderApi
+// and XtTraderApiCallback, numbered as plugin/trade_session.h says, the
+// destructor's 0), plus numbers of the journal's own for what has no slot. The lists below are the
+// one place that names them; the recorders, the dump and the replay all build on them.
 #ifndef KESTREL_RECORDER_JOURNAL_OPERATIONS_H_
 #define KESTREL_RECORDER_JOURNAL_OPERATIONS_H_
 
@@ -17,7 +17,7 @@ namespace kestrel {
 namespace journal {
 
 namespace op {
-constexpr uint16_t kDestroySession = 1;  // a session deleted without release()
+constexpr uint16_t kDestroySession = 0;  // a session deleted without release()
 constexpr uint16_t kCreateTradeSession = 100;
 constexpr uint16_t kGetPluginInfo = 101;
 constexpr uint16_t kDestroyApi = 0;
@@ -27,56 +27,56 @@ constexpr uint16_t kJoinAll = 201;
 
 // X(slot, operation, names of its arguments)
 #define KS_JOURNAL_HOST_REQUESTS(X)                              \
-  X(2, getTypeCode, "")                                          \
-  X(3, setConfig, "config")                                      \
-  X(4, registerSpi, "spi")                                       \
-  X(5, connect, "")                                              \
-  X(6, easyConnect, "")                                          \
-  X(7, reqAuxiliary, "requestId command")                        \
-  X(8, login, "")                                                \
-  X(9, logout, "")                                               \
-  X(10, release, "")                                             \
-  X(11, reqSessionInit, "requestId")                             \
-  X(12, reqPasswordUpdate, "requestId request")                  \
-  X(13, getCurrencyRate, "")                                     \
-  X(14, getClientSystemInfo, "info")                             \
-  X(15, getTradingAccountToken, "token")                         \
-  X(16, sendOrder, "requestId request")                          \
-  X(17, cancelOrder, "requestId request")                        \
-  X(18, sendExecutiveOrder, "requestId request")                 \
-  X(19, cancelExecutiveOrder, "requestId request")               \
-  X(20, reqQryExecutiveOrder, "requestId request")               \
-  X(21, reqQryTradingAccount, "requestId")                       \
-  X(22, reqQryPosition, "requestId")                             \
-  X(23, reqQryPositionDetail, "requestId request")               \
-  X(24, reqQryOrder, "requestId")                                \
-  X(25, reqQryInstrument, "requestId request")                   \
-  X(26, reqQryFill, "requestId")                                 \
-  X(27, reqCrashReturn, "request")                               \
-  X(28, reqCreditInfo, "requestId")                              \
-  X(29, reqFinancingTargets, "requestId codes")                  \
-  X(30, reqFromBankAccountToTradingAccount, "requestId request") \
-  X(31, reqFromTradingAccountToBankAccount, "requestId request") \
-  X(32, reqInvestor, "requestId request")                        \
-  X(33, reqMarginTargets, "requestId codes")                     \
-  X(34, reqQryBankAccountMoney, "requestId request")             \
-  X(35, reqQryBankAccountregister, "requestId request")          \
-  X(36, reqQryCFMMCTradingAccountToken, "requestId request")     \
-  X(37, reqQryCommissionRate, "requestId request")               \
-  X(38, reqQryHistoryData, "requestId request")                  \
-  X(39, reqQryHistoryFill, "requestId request")                  \
-  X(40, reqQryMarginRate, "requestId request")                   \
-  X(41, reqQryRiskPosition, "requestId")                         \
-  X(42, reqQryRiskProduct, "requestId")                          \
-  X(43, reqQrySettlementInfo, "requestId request")               \
-  X(44, reqQrySettlementInfoConfirm, "requestId request")        \
-  X(45, reqQryStkStatement, "requestId request")                 \
-  X(46, reqQryTradingNotice, "requestId")                        \
-  X(47, reqQryTransferBank, "requestId request")                 \
-  X(48, reqQryTransferSerial, "requestId request")               \
-  X(49, reqSecurityReturn, "request")                            \
-  X(50, reqSettlementInfoConfirm, "requestId request")           \
-  X(51, reqTradingAccountPasswordUpdate, "requestId request")
+  X(1, getTypeCode, "")                                          \
+  X(2, setConfig, "config")                                      \
+  X(3, registerSpi, "spi")                                       \
+  X(4, connect, "")                                              \
+  X(5, easyConnect, "")                                          \
+  X(6, reqAuxiliary, "requestId command")                        \
+  X(7, login, "")                                                \
+  X(8, logout, "")                                               \
+  X(9, release, "")                                              \
+  X(10, reqSessionInit, "requestId")                             \
+  X(11, reqPasswordUpdate, "requestId request")                  \
+  X(12, getCurrencyRate, "")                                     \
+  X(13, getClientSystemInfo, "info")                             \
+  X(14, getTradingAccountToken, "token")                         \
+  X(15, sendOrder, "requestId request")                          \
+  X(16, cancelOrder, "requestId request")                        \
+  X(17, sendExecutiveOrder, "requestId request")                 \
+  X(18, cancelExecutiveOrder, "requestId request")               \
+  X(19, reqQryExecutiveOrder, "requestId request")               \
+  X(20, reqQryTradingAccount, "requestId")                       \
+  X(21, reqQryPosition, "requestId")                             \
+  X(22, reqQryPositionDetail, "requestId request")               \
+  X(23, reqQryOrder, "requestId")                                \
+  X(24, reqQryInstrument, "requestId request")                   \
+  X(25, reqQryFill, "requestId")                                 \
+  X(26, reqCrashReturn, "request")                               \
+  X(27, reqCreditInfo, "requestId")                              \
+  X(28, reqFinancingTargets, "requestId codes")                  \
+  X(29, reqFromBankAccountToTradingAccount, "requestId request") \
+  X(30, reqFromTradingAccountToBankAccount, "requestId request") \
+  X(31, reqInvestor, "requestId request")                        \
+  X(32, reqMarginTargets, "requestId codes")                     \
+  X(33, reqQryBankAccountMoney, "requestId request")             \
+  X(34, reqQryBankAccountregister, "requestId request")          \
+  X(35, reqQryCFMMCTradingAccountToken, "requestId request")     \
+  X(36, reqQryCommissionRate, "requestId request")               \
+  X(37, reqQryHistoryData, "requestId request")                  \
+  X(38, reqQryHistoryFill, "requestId request")                  \
+  X(39, reqQryMarginRate, "requestId request")                   \
+  X(40, reqQryRiskPosition, "requestId")                         \
+  X(41, reqQryRiskProduct, "requestId")                          \
+  X(42, reqQrySettlementInfo, "requestId request")               \
+  X(43, reqQrySettlementInfoConfirm, "requestId request")        \
+  X(44, reqQryStkStatement, "requestId request")                 \
+  X(45, reqQryTradingNotice, "requestId")                        \
+  X(46, reqQryTransferBank, "requestId request")                 \
+  X(47, reqQryTransferSerial, "requestId request")               \
+  X(48, reqSecurityReturn, "request")                            \
+  X(49, reqSettlementInfoConfirm, "requestId request")           \
+  X(50, reqTradingAccountPasswordUpdate, "requestId request")
 
 #define KS_JOURNAL_HOST_EVENTS(X)                                    \
   X(1, onConnected, "status")                                        \
@@ -163,11 +163,13 @@ struct Operation {
   void (*invoke)(void* target, ValueReader& values, FrameWriter* answer);
 };
 
-// The operation of an entry (a kReturn entry has its request's), or null.
+// The operation of an entry (a kReturn entry has its request's, a kDone entry
+// its callback's), or null.
 const Operation* findOperation(Boundary boundary, Kind kind, uint16_t slot);
 
-// The values of `entry` as fields; throws FormatError when they are not what
-// its operation records, or the operation is unknown.
+// The values of `entry` as fields (a kDone entry's: "threw"); throws
+// FormatError when they are not what its operation records, or the operation
+// is unknown.
 Fields entryFields(const Entry& entry, const PrintContext& context);
 
 // "sendOrder", "onOrderPush", ...; "operation N" for one this program does not know.

@@ -367,6 +367,19 @@ void recordWith(Journal& journal, Boundary boundary, Kind kind, uint16_t operati
   }
 }
 
+// Makes `call`, a callback handed on, then `returned(threw)`: whether it
+// ended by an exception, which is then passed on.
+template <typename Call, typename Returned>
+void callAndNoteReturn(const Call& call, const Returned& returned) {
+  try {
+    call();
+  } catch (...) {
+    returned(true);
+    throw;
+  }
+  returned(false);
+}
+
 template <typename... Values>
 void record(Journal& journal, Boundary boundary, Kind kind, uint16_t operation, uint32_t object,
             int32_t request, const Values&... values) {

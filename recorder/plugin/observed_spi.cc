@@ -7,18 +7,31 @@ namespace journal {
 
 namespace event = slot::event;
 
-// Notes the event; returns the object to hand it to, or null.
 template <typename... Values>
-ITradeSessionSpi* ObservedSpi::note(uint16_t slot, int requestId, const Values&... values) {
+void ObservedSpi::note(Kind kind, uint16_t slot, int requestId, const Values&... values) {
   try {
     std::string frame;
-    buildEntry(frame, Boundary::kHost, Kind::kCallback, slot, object_, requestId,
+    buildEntry(frame, Boundary::kHost, kind, slot, object_, requestId,
                [&](FrameWriter& w) { (put(w, values), ...); });
     noted(frame);
   } catch (...) {
     lost();
   }
-  return target_.load();
+}
+
+// Notes the event, makes it on the host's object (when there is one) with
+// `arguments`, and notes its return.
+template <typename... Parameters, typename... Arguments>
+void ObservedSpi::forward(uint16_t slot, int requestId,
+                          void (ITradeSessionSpi::*member)(Parameters...),
+                          const Arguments&... arguments) {
+  note(Kind::kCallback, slot, requestId, arguments...);
+  ITradeSessionSpi* target = target_.load();
+  callAndNoteReturn(
+      [&] {
+        if (target != nullptr) (target->*member)(arguments...);
+      },
+      [&](bool threw) { note(Kind::kDone, slot, requestId, threw); });
 }
 
 // The record-carrying events: (record or null, status, request number, isLast).
@@ -26,25 +39,23 @@ template <typename Record>
 void ObservedSpi::report(
     uint16_t slot, void (ITradeSessionSpi::*member)(const Record*, const ResultStatus&, int, bool),
     const Record* record, const ResultStatus& status, int requestId, bool isLast) {
-  if (auto* target = note(slot, requestId, record, status, requestId, isLast)) {
-    (target->*member)(record, status, requestId, isLast);
-  }
+  forward(slot, requestId, member, record, status, requestId, isLast);
 }
 
 void ObservedSpi::onConnected(const ResultStatus& status) {
-  if (auto* target = note(event::onConnected, 0, status)) target->onConnected(status);
+  forward(event::onConnected, 0, &ITradeSessionSpi::onConnected, status);
 }
 
 void ObservedSpi::onLogin(const ResultStatus& status, const LoginReply& reply) {
-  if (auto* target = note(event::onLogin, 0, status, reply)) target->onLogin(status, reply);
+  forward(event::onLogin, 0, &ITradeSessionSpi::onLogin, status, reply);
 }
 
 void ObservedSpi::onLogout(const ResultStatus& status) {
-  if (auto* target = note(event::onLogout, 0, status)) target->onLogout(status);
+  forward(event::onLogout, 0, &ITradeSessionSpi::onLogout, status);
 }
 
 void ObservedSpi::onDisconnected(const ResultStatus& status) {
-  if (auto* target = note(event::onDisconnected, 0, status)) target->onDisconnected(status);
+  forward(event::onDisconnected, 0, &ITradeSessionSpi::onDisconnected, status);
 }
 
 void ObservedSpi::onOrderAccepted(const OrderAcceptedRecord* record, const ResultStatus& status,

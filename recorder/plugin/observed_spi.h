@@ -1,6 +1,7 @@
 // ObservedSpi: a host callback object that notes each event as a journal
 // entry, then makes the same call, on the same thread, on the host's object
-// (when one is set). The recording plug-in puts one between the real plug-in
+// (when one is set), then notes the event's return (or the exception it
+// passes on) as the entry that closes it. The recording plug-in puts one between the real plug-in
 // and the host; journal_replay uses one to collect what a build reports.
 #ifndef KESTREL_RECORDER_PLUGIN_OBSERVED_SPI_H_
 #define KESTREL_RECORDER_PLUGIN_OBSERVED_SPI_H_
@@ -10,6 +11,7 @@
 #include <string>
 
 #include "plugin/trade_session_spi.h"
+#include "recorder/journal/journal_format.h"
 
 namespace kestrel {
 namespace journal {
@@ -55,7 +57,10 @@ class ObservedSpi : public ITradeSessionSpi {
 
  private:
   template <typename... Values>
-  ITradeSessionSpi* note(uint16_t slot, int requestId, const Values&... values);
+  void note(Kind kind, uint16_t slot, int requestId, const Values&... values);
+  template <typename... Parameters, typename... Arguments>
+  void forward(uint16_t slot, int requestId, void (ITradeSessionSpi::*member)(Parameters...),
+               const Arguments&... arguments);
   template <typename Record>
   void report(uint16_t slot,
               void (ITradeSessionSpi::*member)(const Record*, const ResultStatus&, int, bool),

@@ -57,7 +57,9 @@ const char* const kStepNames[] = {"host requests", "answers", "host events", "ve
                                   "vendor callbacks"};
 constexpr int kShownDifferences = 5;
 
+// Returns of callbacks are the host's and the plug-in's time, not a step.
 int stepOf(const Entry& e) {
+  if (e.kind == Kind::kDone) return -1;
   if (e.boundary == Boundary::kHost) {
     return e.kind == Kind::kRequest  ? kHostRequest
            : e.kind == Kind::kReturn ? kHostAnswer
@@ -363,7 +365,9 @@ class Replay final : public replay::Driver {
   bool closing_ = false;  // the replay is over: nothing more is observed
 };
 
-void ReplayHost::noted(std::string& frame) { replay_.observe(kHostEvent, frame); }
+void ReplayHost::noted(std::string& frame) {
+  if (entryOf(frame).kind != Kind::kDone) replay_.observe(kHostEvent, frame);
+}
 
 int usage() {
   std::fprintf(stderr, "usage: journal_replay FILE --plugin PATH [--timeout-ms N]\n");

@@ -16,6 +16,13 @@ bool isVendorCallback(const Entry& e) {
   return e.boundary == Boundary::kVendor && e.kind == Kind::kCallback;
 }
 
+// Whether `e` is something `thread` did. The returns of callbacks (version
+// 2) are left out: the rules below read the journal as version 1 has it, so
+// that a journal replays the same in either version.
+bool recordedOn(const Entry& e, uint32_t thread) {
+  return e.thread == thread && e.kind != Kind::kDone;
+}
+
 // Whether an answer is a refusal: a status with a code other than 0.
 bool isRefusal(const Entry& answer) {
   try {
@@ -63,12 +70,12 @@ std::size_t placeOf(const std::vector<Entry>& entries, std::size_t callback) {
   std::size_t place = kNone;
   for (std::size_t i = callback + 1; i < entries.size(); ++i) {
     const Entry& e = entries[i];
-    if (e.thread == thread) break;
+    if (recordedOn(e, thread)) break;
     if (!isHostRequest(e)) continue;
     const std::size_t answer = answerOf(entries, i);
     if (answer == kNone || !refusedAlone(entries, i, answer)) break;
     bool quiet = true;  // the callback's thread recorded nothing until the answer
-    for (std::size_t k = i + 1; k < answer && quiet; ++k) quiet = entries[k].thread != thread;
+    for (std::size_t k = i + 1; k < answer && quiet; ++k) quiet = !recordedOn(entries[k], thread);
     if (!quiet) break;
     place = answer;
     i = answer;
@@ -86,7 +93,7 @@ std::size_t requestAheadOf(const std::vector<Entry>& entries, std::size_t callba
   bool askedVendor = false;  // a vendor request between the request and the callback
   for (std::size_t i = callback; i-- > 0;) {
     const Entry& e = entries[i];
-    if (e.thread == thread) return kNone;
+    if (recordedOn(e, thread)) return kNone;
     if (e.boundary == Boundary::kHost && e.kind == Kind::kReturn) return kNone;
     if (e.boundary == Boundary::kVendor && e.kind == Kind::kRequest) askedVendor = true;
     if (!isHostRequest(e)) continue;

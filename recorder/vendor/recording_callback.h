@@ -4,7 +4,8 @@
 // Every callback arrives on the real library's thread, is recorded into the
 // journal (which only queues it), then made on the plug-in's callback object
 // on that same thread before the callback returns; the record pointers are
-// handed on unchanged.
+// handed on unchanged. Its return (or the exception it passes on) is
+// recorded too, on that thread, as the entry that closes the callback.
 #ifndef KESTREL_RECORDER_VENDOR_RECORDING_CALLBACK_H_
 #define KESTREL_RECORDER_VENDOR_RECORDING_CALLBACK_H_
 
@@ -54,8 +55,8 @@ class RecordingCallback final : public xti::XtTraderApiCallback {
   void onCancelErrorPush(const xti::VendorOrderError* data) override;
 
  private:
-  template <typename... Values>
-  xti::XtTraderApiCallback* record(uint16_t slot, int request, const Values&... values);
+  template <typename Call, typename... Values>
+  void forward(uint16_t slot, int request, const Call& call, const Values&... values);
 
   Journal& journal_;
   const uint32_t object_;
