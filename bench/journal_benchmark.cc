@@ -1,6 +1,6 @@
 // What recording costs: an order push through the recording vendor library's
-// callback object (recorded into a journal, then handed on) against the same
-// push handed on directly, and the journal's size for one order's traffic at
+// callback object (recorded into a journal, handed on, its return recorded)
+// against the same push handed on directly, and the journal's size for one order's traffic at
 // both boundaries.
 #include <benchmark/benchmark.h>
 
@@ -56,8 +56,9 @@ BENCHMARK(BM_OrderPushRecording)->Arg(0)->Arg(1);
 
 // One order's traffic as the recorders write it: the host's sendOrder and its
 // answer, placeOrder, the reply, the accepted and filled pushes and the deal
-// at the vendor boundary, and the three host events they become. The time is
-// that of building the ten entries; bytes_per_order is their size on disk.
+// at the vendor boundary, and the three host events they become, each
+// callback and event with its return. The time is that of building the 17
+// entries; bytes_per_order is their size on disk.
 void BM_JournalSizePerOrder(benchmark::State& state) {
   loadBaseInformation();
   const AccountOrderNewRequest request = orderRequest(1);
@@ -89,12 +90,19 @@ void BM_JournalSizePerOrder(benchmark::State& state) {
     entry(vendor, j::Kind::kRequest, j::slot::vendor::placeOrder, &placed, 1, "");
     entry(host, j::Kind::kReturn, j::slot::host::sendOrder, ok);
     entry(vendor, j::Kind::kCallback, j::slot::callback::onOrderReply, 1, 10000001, "", success);
+    entry(vendor, j::Kind::kDone, j::slot::callback::onOrderReply, false);
     entry(vendor, j::Kind::kCallback, j::slot::callback::onOrderPush, &accepted);
     entry(host, j::Kind::kCallback, j::slot::event::onOrderAccepted, &acceptedRecord, ok, -1, true);
+    entry(host, j::Kind::kDone, j::slot::event::onOrderAccepted, false);
+    entry(vendor, j::Kind::kDone, j::slot::callback::onOrderPush, false);
     entry(vendor, j::Kind::kCallback, j::slot::callback::onOrderPush, &filled);
     entry(host, j::Kind::kCallback, j::slot::event::onOrderFilled, &filledRecord, ok, -1, true);
+    entry(host, j::Kind::kDone, j::slot::event::onOrderFilled, false);
+    entry(vendor, j::Kind::kDone, j::slot::callback::onOrderPush, false);
     entry(vendor, j::Kind::kCallback, j::slot::callback::onDealPush, &deal);
     entry(host, j::Kind::kCallback, j::slot::event::onFill, &fillRecord, ok, -1, true);
+    entry(host, j::Kind::kDone, j::slot::event::onFill, false);
+    entry(vendor, j::Kind::kDone, j::slot::callback::onDealPush, false);
     benchmark::DoNotOptimize(frame.data());
   }
   state.counters["bytes_per_order"] = static_cast<double>(bytes);

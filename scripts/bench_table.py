@@ -115,7 +115,7 @@ def build_table(figs):
                       "<= 350 B", ""))
     journal = bench_common.find(figs, "BM_JournalSizePerOrder")
     if journal and "bytes_per_order" in journal["counters"]:
-        table.append(("journal size per order (10 entries, both boundaries)",
+        table.append(("journal size per order (17 entries, both boundaries)",
                       f"{journal['counters']['bytes_per_order']:.0f} B/order", "", "", "", ""))
     return table
 

@@ -14,6 +14,7 @@
 // never has). It prints the toolchain it was built with, then one line per
 // path: "path FUNCTION CALLS NAME".
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -24,6 +25,8 @@
 
 #include "bench/bench_fixtures.h"
 #include "plugin/plugin_entry.h"
+#include "recorder/journal/journal.h"
+#include "recorder/vendor/recording_callback.h"
 #include "session/trade_session_xt.h"
 
 // Never inlined, and (GCC) never folded with another function of the same
@@ -70,6 +73,7 @@ KS_COUNTED void ks_path_order_canceled(const Path& path) { path.run(); }
 KS_COUNTED void ks_path_deal(const Path& path) { path.run(); }
 KS_COUNTED void ks_path_order_query_reply(const Path& path) { path.run(); }
 KS_COUNTED void ks_path_funds_query_reply(const Path& path) { path.run(); }
+KS_COUNTED void ks_path_order_push_recorded(const Path& path) { path.run(); }
 
 namespace kestrel {
 namespace bench {
@@ -126,6 +130,14 @@ int run() {
   const xti::VendorOrder queried = vendorOrder(kRegistered, OrderEvent::kAccepted);
   const xti::VendorAccountDetail funds = vendorAccountDetail();
   const xti::XtError success;
+  // The recording vendor library's own work on the vendor's thread for an
+  // order push: the push and its return recorded into a journal, the push
+  // handed on to a callback object that does nothing.
+  journal::Journal journal(
+      (std::filesystem::temp_directory_path() / "ks_hot_paths_journal.ksj").string());
+  xti::XtTraderApiCallback nothing;
+  journal::RecordingCallback recording(journal, 1);
+  recording.setTarget(&nothing);
   const auto cycle = [](const auto& records, int i) {
     return &records[static_cast<std::size_t>(i) % records.size()];
   };
@@ -149,6 +161,8 @@ int run() {
        [&](int) { receiver->onOrderDetailReply("8800123456", 7, &queried, true, success); }},
       {"funds query reply, one record", "ks_path_funds_query_reply", ks_path_funds_query_reply,
        [&](int) { receiver->onAccountDetailReply("8800123456", 8, &funds, true, success); }},
+      {"order push recorded by the journal", "ks_path_order_push_recorded",
+       ks_path_order_push_recorded, [&](int i) { recording.onOrderPush(cycle(accepted, i)); }},
   };
 
   std::printf("toolchain %s %s, %s\n", kCompiler, __VERSION__, libc());

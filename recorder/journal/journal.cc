@@ -180,7 +180,10 @@ void Journal::run() {
   } else {
     writeBytes(journalHeader(startMicros_, processId(), programPath()));
   }
+  // The queue and the batch trade buffers at every turn: both hold a whole
+  // queue's bytes, so that appending to the queue never reallocates.
   std::string batch;
+  batch.reserve(queueBytes_);
   for (bool last = false; !last;) {
     {
       std::unique_lock<std::mutex> lock(mutex_);
