@@ -16,15 +16,14 @@
 //  4. Texts are NUL-terminated; those the library writes are UTF-8.
 //
 // Binary layout is binding: the API object and the callback interface are
-// called by virtual slot (noted beside each operation), and the records are
-// read by byte position (plugin/xt_records.h). Slots nobody calls are held by
+// called by virtual slot (noted beside each operation, numbered as
+// plugin/trade_session.h says), and the records are read by byte position
+// (plugin/xt_record_layout.h). Slots nobody calls are held by
 // placeholder operations so that the numbering cannot drift.
 #ifndef KESTREL_PLUGIN_XT_TRADER_API_H_
 #define KESTREL_PLUGIN_XT_TRADER_API_H_
 
-#include <cstddef>
 #include <cstdint>
-#include <type_traits>
 
 #include "plugin/export.h"
 #include "plugin/xt_records.h"
@@ -118,19 +117,6 @@ struct COrdinaryOrder {
   int32_t m_eHedgeFlag;      // hedge character code, '1' speculation
   char m_strRemark[64];      // free text, echoed nowhere
 };
-static_assert(std::is_standard_layout<COrdinaryOrder>::value, "COrdinaryOrder is a C layout");
-static_assert(offsetof(COrdinaryOrder, m_strAccountID) == 0, "COrdinaryOrder::m_strAccountID");
-static_assert(offsetof(COrdinaryOrder, m_dPrice) == 32, "COrdinaryOrder::m_dPrice");
-static_assert(offsetof(COrdinaryOrder, m_dSuperPriceRate) == 40,
-              "COrdinaryOrder::m_dSuperPriceRate");
-static_assert(offsetof(COrdinaryOrder, m_nVolume) == 48, "COrdinaryOrder::m_nVolume");
-static_assert(offsetof(COrdinaryOrder, m_strMarket) == 52, "COrdinaryOrder::m_strMarket");
-static_assert(offsetof(COrdinaryOrder, m_strInstrument) == 84, "COrdinaryOrder::m_strInstrument");
-static_assert(offsetof(COrdinaryOrder, m_ePriceType) == 116, "COrdinaryOrder::m_ePriceType");
-static_assert(offsetof(COrdinaryOrder, m_eOperationType) == 120,
-              "COrdinaryOrder::m_eOperationType");
-static_assert(offsetof(COrdinaryOrder, m_eHedgeFlag) == 124, "COrdinaryOrder::m_eHedgeFlag");
-static_assert(sizeof(COrdinaryOrder) == 192, "COrdinaryOrder size");
 
 #define XTI_RESERVED_CALLBACK(slot) \
   virtual void reservedCallback##slot() {}
@@ -357,5 +343,8 @@ class XTI_API XtTraderApi {
 #undef XTI_RESERVED_REQUEST
 
 }  // namespace xti
+
+// The records' positions, checked against the declarations above.
+#include "plugin/xt_record_layout.h"
 
 #endif  // KESTREL_PLUGIN_XT_TRADER_API_H_

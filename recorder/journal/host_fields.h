@@ -1,351 +1,112 @@
-// The host's records field by field, in declaration order: one function per
-// record that hands every field, with its name, to a visitor. The journal
-// writes, reads and prints host records through these alone, so a field added
-// to a record needs one line here.
+// The host's records field by field, in declaration order: one list per
+// record, from which the journal writes, reads and prints host records (a
+// visitor per record, fields()) and its tests check the records (every member
+// listed, the format's fingerprint). A field added to a record needs its
+// entry here.
+//
+//   F(member)       a field, under its member's name
+//   SECRET(member)  a text never written as it is (passwords, authentication
+//                   codes): the journal keeps "***" instead when not empty
+//   BASE(Record)    the fields of a base record, in its place
 //
 // A visitor offers operator()(name, field) for every field type and
-// secret(name, text) for texts that are never written as they are
-// (passwords and authentication codes: the journal keeps "***" instead).
+// secret(name, text) for the secrets.
 #ifndef KESTREL_RECORDER_JOURNAL_HOST_FIELDS_H_
 #define KESTREL_RECORDER_JOURNAL_HOST_FIELDS_H_
 
 #include "plugin/host_records.h"
 #include "plugin/result_status.h"
 
+// clang-format off
+#define KS_JOURNAL_HOST_RECORDS(X)                                                                 \
+  X(TextPair, F(first) SECRET(second))                                                             \
+  X(AddressEntry, F(address) F(label))                                                             \
+  X(ServerInfo, F(serverKind) F(serverName) F(brokerName) F(serverAddresses) F(backupAddresses)    \
+    F(connectTimeout) F(retryCount) F(tags) F(extraText1) F(extraText2) F(extraText3)              \
+    F(extraText4) F(serverFlags))                                                                  \
+  X(ProxySettings, F(address) F(port) F(credentials))                                              \
+  X(SessionConfig, F(sessionKind) F(configCode) F(marketKind) F(brokerText) F(configText)          \
+    F(userName) F(server) F(authentication) F(proxy) F(timeoutSeconds) F(optionFlags)              \
+    SECRET(password) F(appId) SECRET(authCode) F(productInfo) F(terminalInfo))                     \
+  X(AccountHeader, F(accountCode) F(configText) F(userName) F(codeA) F(codeB))                     \
+  X(CodeId, F(tag) F(kind) F(exchange) F(code))                                                    \
+  X(ClientId, F(prefix) F(serial))                                                                 \
+  X(AccountOrderNewRequest, F(header) F(codeId) F(clientId) F(extraText1) F(extraText2)            \
+    F(quantity) F(price) F(priceType) F(extraInt) F(offsetFlag) F(hedgeFlag) F(direction)          \
+    F(extra64))                                                                                    \
+  X(AccountOrderCancelRequest, F(header) F(codeId) F(clientId) F(extraText1) F(extraText2)         \
+    F(extraText3) F(exchangeOrderId) F(quantity) F(price) F(priceType) F(extraInt) F(offsetFlag)   \
+    F(hedgeFlag) F(direction))                                                                     \
+  X(OrderRecordHead, F(header) F(codeId) F(clientId) F(spareText1) F(spareText2))                  \
+  X(AccountFunds, F(header) F(tradingDay) F(amount1) F(amount2) F(amount3) F(amount4) F(amount5)   \
+    F(amount6) F(amount7) F(amount8) F(amount9) F(amount10) F(amount11) F(amount12) F(amount13)    \
+    F(amount14) F(amount15) F(amount16) F(amount17) F(amount18) F(amount19))                       \
+  X(OrderDetailRecord, BASE(OrderRecordHead) F(exchangeOrderId) F(statusMessage) F(orderTime)      \
+    F(volume) F(price) F(firstAmount) F(secondAmount) F(spare1) F(spare2) F(priceType) F(spare3)   \
+    F(offsetFlag) F(hedgeFlag) F(direction))                                                       \
+  X(OrderRecord, BASE(OrderRecordHead) F(exchangeOrderId) F(statusMessage) F(volume) F(price)      \
+    F(priceType) F(spare1) F(offsetFlag) F(hedgeFlag) F(direction) F(orderTime))                   \
+  X(OrderAcceptedRecord, BASE(OrderRecordHead) F(exchangeOrderId) F(statusMessage) F(volume)       \
+    F(price) F(firstAmount) F(secondAmount) F(priceType) F(spare1) F(offsetFlag) F(hedgeFlag)      \
+    F(direction) F(orderTime))                                                                     \
+  X(OrderFilledRecord, BASE(OrderRecordHead) F(exchangeOrderId) F(spareText3) F(statusMessage)     \
+    F(spare1) F(spare2) F(volume) F(spare3) F(price) F(spare4) F(priceType) F(spare5)              \
+    F(offsetFlag) F(hedgeFlag) F(direction) F(orderTime))                                          \
+  X(FillRecord, BASE(OrderRecordHead) F(fillReference) F(fillReference2) F(fillTime) F(spare1)     \
+    F(spare2) F(volume) F(spare3) F(price) F(spare4) F(priceType) F(offsetFlag) F(hedgeFlag)       \
+    F(direction))                                                                                  \
+  X(PositionRecord, F(header) F(codeId) F(spare1) F(volumeWhenClear) F(volumeWhenSet) F(spare2)    \
+    F(spare3) F(spare4) F(spare5) F(spare6) F(spare7) F(spare8) F(spare9) F(twoValueCode)          \
+    F(side))                                                                                       \
+  X(PositionDetailRecord, F(ceilingOne) F(ceilingTwo) F(accountCode) F(spare1) F(spareText1)       \
+    F(configText) F(userName) F(codeA) F(spare2) F(codeB) F(spare3) F(spareText2) F(codeId)        \
+    F(detailNumber1) F(detailNumber2) F(detailReference) F(spare4) F(twoValueCode) F(side)         \
+    F(volume) F(firstAmount) F(secondAmount) F(spare5))                                            \
+  X(LoginEntry, F(key) F(value))                                                                   \
+  X(LoginReply, F(loginStamp) F(loginState) F(tradingDay) F(loginKind) F(entries))                 \
+  X(ResultStatus, F(code) F(message))                                                              \
+  X(CurrencyRate, F(currency) F(rate))                                                             \
+  X(TransferReq, F(bankId) F(amount))                                                              \
+  X(UserPasswordUpdateReq, SECRET(oldPassword) SECRET(newPassword))                                \
+  X(TradingAccountPasswordUpdateReq, SECRET(oldPassword) SECRET(newPassword))                      \
+  X(HistoryDataReq, F(beginDay) F(endDay))                                                         \
+  X(HistoryDataReqV2, F(beginDay) F(endDay) F(filter))                                             \
+  X(AccountOrderRequest, F(header))                                                                \
+  X(ClientSystemInfo, F(text))                                                                     \
+  X(ICodeID, F(codeId))                                                                            \
+  X(CrashReturnReq, F(text))                                                                       \
+  X(InvestorReq, F(investorId))                                                                    \
+  X(BankMoneyReq, F(bankId))                                                                       \
+  X(BankAccountregisterReq, F(bankId))                                                             \
+  X(TradingAccountID, F(accountId))                                                                \
+  X(CommissionRateReq, F(codeId))                                                                  \
+  X(InstrumentReq, F(codeId))                                                                      \
+  X(MarginRateReq, F(codeId))                                                                      \
+  X(PositionDetailReq, F(codeId))                                                                  \
+  X(SettlementInfoReq, F(tradingDay))                                                              \
+  X(SecurityReturnReq, F(text))                                                                    \
+  X(SettlementInfoConfirmReq, F(tradingDay))                                                       \
+  X(TransferBankReq, F(bankId))                                                                    \
+  X(TransferSerialReq, F(bankId))
+
+// clang-format on
+
 namespace kestrel {
 namespace journal {
 
-template <typename V>
-void fields(V& v, TextPair& r) {
-  v("first", r.first);
-  v.secret("second", r.second);
-}
-template <typename V>
-void fields(V& v, AddressEntry& r) {
-  v("address", r.address);
-  v("label", r.label);
-}
-template <typename V>
-void fields(V& v, ServerInfo& r) {
-  v("serverKind", r.serverKind);
-  v("serverName", r.serverName);
-  v("brokerName", r.brokerName);
-  v("serverAddresses", r.serverAddresses);
-  v("backupAddresses", r.backupAddresses);
-  v("connectTimeout", r.connectTimeout);
-  v("retryCount", r.retryCount);
-  v("tags", r.tags);
-  v("extraText1", r.extraText1);
-  v("extraText2", r.extraText2);
-  v("extraText3", r.extraText3);
-  v("extraText4", r.extraText4);
-  v("serverFlags", r.serverFlags);
-}
-template <typename V>
-void fields(V& v, ProxySettings& r) {
-  v("address", r.address);
-  v("port", r.port);
-  v("credentials", r.credentials);
-}
-template <typename V>
-void fields(V& v, SessionConfig& r) {
-  v("sessionKind", r.sessionKind);
-  v("configCode", r.configCode);
-  v("marketKind", r.marketKind);
-  v("brokerText", r.brokerText);
-  v("configText", r.configText);
-  v("userName", r.userName);
-  v("server", r.server);
-  v("authentication", r.authentication);
-  v("proxy", r.proxy);
-  v("timeoutSeconds", r.timeoutSeconds);
-  v("optionFlags", r.optionFlags);
-  v.secret("password", r.password);
-  v("appId", r.appId);
-  v.secret("authCode", r.authCode);
-  v("productInfo", r.productInfo);
-  v("terminalInfo", r.terminalInfo);
-}
-template <typename V>
-void fields(V& v, AccountHeader& r) {
-  v("accountCode", r.accountCode);
-  v("configText", r.configText);
-  v("userName", r.userName);
-  v("codeA", r.codeA);
-  v("codeB", r.codeB);
-}
-template <typename V>
-void fields(V& v, CodeId& r) {
-  v("tag", r.tag);
-  v("kind", r.kind);
-  v("exchange", r.exchange);
-  v("code", r.code);
-}
-template <typename V>
-void fields(V& v, ClientId& r) {
-  v("prefix", r.prefix);
-  v("serial", r.serial);
-}
-template <typename V>
-void fields(V& v, AccountOrderNewRequest& r) {
-  v("header", r.header);
-  v("codeId", r.codeId);
-  v("clientId", r.clientId);
-  v("extraText1", r.extraText1);
-  v("extraText2", r.extraText2);
-  v("quantity", r.quantity);
-  v("price", r.price);
-  v("priceType", r.priceType);
-  v("extraInt", r.extraInt);
-  v("offsetFlag", r.offsetFlag);
-  v("hedgeFlag", r.hedgeFlag);
-  v("direction", r.direction);
-  v("extra64", r.extra64);
-}
-template <typename V>
-void fields(V& v, AccountOrderCancelRequest& r) {
-  v("header", r.header);
-  v("codeId", r.codeId);
-  v("clientId", r.clientId);
-  v("extraText1", r.extraText1);
-  v("extraText2", r.extraText2);
-  v("extraText3", r.extraText3);
-  v("exchangeOrderId", r.exchangeOrderId);
-  v("quantity", r.quantity);
-  v("price", r.price);
-  v("priceType", r.priceType);
-  v("extraInt", r.extraInt);
-  v("offsetFlag", r.offsetFlag);
-  v("hedgeFlag", r.hedgeFlag);
-  v("direction", r.direction);
-}
-template <typename V>
-void fields(V& v, OrderRecordHead& r) {
-  v("header", r.header);
-  v("codeId", r.codeId);
-  v("clientId", r.clientId);
-  v("spareText1", r.spareText1);
-  v("spareText2", r.spareText2);
-}
-template <typename V>
-void fields(V& v, AccountFunds& r) {
-  v("header", r.header);
-  v("tradingDay", r.tradingDay);
-  double* amounts[] = {&r.amount1,  &r.amount2,  &r.amount3,  &r.amount4,  &r.amount5,
-                       &r.amount6,  &r.amount7,  &r.amount8,  &r.amount9,  &r.amount10,
-                       &r.amount11, &r.amount12, &r.amount13, &r.amount14, &r.amount15,
-                       &r.amount16, &r.amount17, &r.amount18, &r.amount19};
-  for (std::size_t i = 0; i < sizeof(amounts) / sizeof(amounts[0]); ++i) {
-    v(("amount" + std::to_string(i + 1)).c_str(), *amounts[i]);
+#define F(member) v(#member, r.member);
+#define SECRET(member) v.secret(#member, r.member);
+#define BASE(Record) fields(v, static_cast<Record&>(r));
+#define KS_JOURNAL_FIELDS(Record, list) \
+  template <typename V>                 \
+  void fields(V& v, Record& r) {        \
+    list                                \
   }
-}
-template <typename V>
-void fields(V& v, OrderDetailRecord& r) {
-  fields(v, static_cast<OrderRecordHead&>(r));
-  v("exchangeOrderId", r.exchangeOrderId);
-  v("statusMessage", r.statusMessage);
-  v("orderTime", r.orderTime);
-  v("volume", r.volume);
-  v("price", r.price);
-  v("firstAmount", r.firstAmount);
-  v("secondAmount", r.secondAmount);
-  v("spare1", r.spare1);
-  v("spare2", r.spare2);
-  v("priceType", r.priceType);
-  v("spare3", r.spare3);
-  v("offsetFlag", r.offsetFlag);
-  v("hedgeFlag", r.hedgeFlag);
-  v("direction", r.direction);
-}
-template <typename V>
-void fields(V& v, OrderRecord& r) {
-  fields(v, static_cast<OrderRecordHead&>(r));
-  v("exchangeOrderId", r.exchangeOrderId);
-  v("statusMessage", r.statusMessage);
-  v("volume", r.volume);
-  v("price", r.price);
-  v("priceType", r.priceType);
-  v("spare1", r.spare1);
-  v("offsetFlag", r.offsetFlag);
-  v("hedgeFlag", r.hedgeFlag);
-  v("direction", r.direction);
-  v("orderTime", r.orderTime);
-}
-template <typename V>
-void fields(V& v, OrderAcceptedRecord& r) {
-  fields(v, static_cast<OrderRecordHead&>(r));
-  v("exchangeOrderId", r.exchangeOrderId);
-  v("statusMessage", r.statusMessage);
-  v("volume", r.volume);
-  v("price", r.price);
-  v("firstAmount", r.firstAmount);
-  v("secondAmount", r.secondAmount);
-  v("priceType", r.priceType);
-  v("spare1", r.spare1);
-  v("offsetFlag", r.offsetFlag);
-  v("hedgeFlag", r.hedgeFlag);
-  v("direction", r.direction);
-  v("orderTime", r.orderTime);
-}
-template <typename V>
-void fields(V& v, OrderFilledRecord& r) {
-  fields(v, static_cast<OrderRecordHead&>(r));
-  v("exchangeOrderId", r.exchangeOrderId);
-  v("spareText3", r.spareText3);
-  v("statusMessage", r.statusMessage);
-  v("spare1", r.spare1);
-  v("spare2", r.spare2);
-  v("volume", r.volume);
-  v("spare3", r.spare3);
-  v("price", r.price);
-  v("spare4", r.spare4);
-  v("priceType", r.priceType);
-  v("spare5", r.spare5);
-  v("offsetFlag", r.offsetFlag);
-  v("hedgeFlag", r.hedgeFlag);
-  v("direction", r.direction);
-  v("orderTime", r.orderTime);
-}
-template <typename V>
-void fields(V& v, FillRecord& r) {
-  fields(v, static_cast<OrderRecordHead&>(r));
-  v("fillReference", r.fillReference);
-  v("fillReference2", r.fillReference2);
-  v("fillTime", r.fillTime);
-  v("spare1", r.spare1);
-  v("spare2", r.spare2);
-  v("volume", r.volume);
-  v("spare3", r.spare3);
-  v("price", r.price);
-  v("spare4", r.spare4);
-  v("priceType", r.priceType);
-  v("offsetFlag", r.offsetFlag);
-  v("hedgeFlag", r.hedgeFlag);
-  v("direction", r.direction);
-}
-template <typename V>
-void fields(V& v, PositionRecord& r) {
-  v("header", r.header);
-  v("codeId", r.codeId);
-  v("spare1", r.spare1);
-  v("volumeWhenClear", r.volumeWhenClear);
-  v("volumeWhenSet", r.volumeWhenSet);
-  v("spare2", r.spare2);
-  v("spare3", r.spare3);
-  v("spare4", r.spare4);
-  v("spare5", r.spare5);
-  v("spare6", r.spare6);
-  v("spare7", r.spare7);
-  v("spare8", r.spare8);
-  v("spare9", r.spare9);
-  v("twoValueCode", r.twoValueCode);
-  v("side", r.side);
-}
-template <typename V>
-void fields(V& v, PositionDetailRecord& r) {
-  v("ceilingOne", r.ceilingOne);
-  v("ceilingTwo", r.ceilingTwo);
-  v("accountCode", r.accountCode);
-  v("spare1", r.spare1);
-  v("spareText1", r.spareText1);
-  v("configText", r.configText);
-  v("userName", r.userName);
-  v("codeA", r.codeA);
-  v("spare2", r.spare2);
-  v("codeB", r.codeB);
-  v("spare3", r.spare3);
-  v("spareText2", r.spareText2);
-  v("codeId", r.codeId);
-  v("detailNumber1", r.detailNumber1);
-  v("detailNumber2", r.detailNumber2);
-  v("detailReference", r.detailReference);
-  v("spare4", r.spare4);
-  v("twoValueCode", r.twoValueCode);
-  v("side", r.side);
-  v("volume", r.volume);
-  v("firstAmount", r.firstAmount);
-  v("secondAmount", r.secondAmount);
-  v("spare5", r.spare5);
-}
-template <typename V>
-void fields(V& v, LoginEntry& r) {
-  v("key", r.key);
-  v("value", r.value);
-}
-template <typename V>
-void fields(V& v, LoginReply& r) {
-  v("loginStamp", r.loginStamp);
-  v("loginState", r.loginState);
-  v("tradingDay", r.tradingDay);
-  v("loginKind", r.loginKind);
-  v("entries", r.entries);
-}
-template <typename V>
-void fields(V& v, ResultStatus& r) {
-  v("code", r.code);
-  v("message", r.message);
-}
-
-// Records that only the operations the plug-in does not support carry.
-template <typename V>
-void fields(V& v, CurrencyRate& r) {
-  v("currency", r.currency);
-  v("rate", r.rate);
-}
-template <typename V>
-void fields(V& v, TransferReq& r) {
-  v("bankId", r.bankId);
-  v("amount", r.amount);
-}
-template <typename V>
-void fields(V& v, UserPasswordUpdateReq& r) {
-  v.secret("oldPassword", r.oldPassword);
-  v.secret("newPassword", r.newPassword);
-}
-template <typename V>
-void fields(V& v, TradingAccountPasswordUpdateReq& r) {
-  v.secret("oldPassword", r.oldPassword);
-  v.secret("newPassword", r.newPassword);
-}
-template <typename V>
-void fields(V& v, HistoryDataReq& r) {
-  v("beginDay", r.beginDay);
-  v("endDay", r.endDay);
-}
-template <typename V>
-void fields(V& v, HistoryDataReqV2& r) {
-  v("beginDay", r.beginDay);
-  v("endDay", r.endDay);
-  v("filter", r.filter);
-}
-template <typename V>
-void fields(V& v, AccountOrderRequest& r) {
-  v("header", r.header);
-}
-
-// The single-field records, under their field's name.
-#define KS_JOURNAL_ONE_FIELD(Record, field) \
-  template <typename V>                     \
-  void fields(V& v, Record& r) {            \
-    v(#field, r.field);                     \
-  }
-KS_JOURNAL_ONE_FIELD(ClientSystemInfo, text)
-KS_JOURNAL_ONE_FIELD(ICodeID, codeId)
-KS_JOURNAL_ONE_FIELD(CrashReturnReq, text)
-KS_JOURNAL_ONE_FIELD(InvestorReq, investorId)
-KS_JOURNAL_ONE_FIELD(BankMoneyReq, bankId)
-KS_JOURNAL_ONE_FIELD(BankAccountregisterReq, bankId)
-KS_JOURNAL_ONE_FIELD(TradingAccountID, accountId)
-KS_JOURNAL_ONE_FIELD(CommissionRateReq, codeId)
-KS_JOURNAL_ONE_FIELD(InstrumentReq, codeId)
-KS_JOURNAL_ONE_FIELD(MarginRateReq, codeId)
-KS_JOURNAL_ONE_FIELD(PositionDetailReq, codeId)
-KS_JOURNAL_ONE_FIELD(SettlementInfoReq, tradingDay)
-KS_JOURNAL_ONE_FIELD(SecurityReturnReq, text)
-KS_JOURNAL_ONE_FIELD(SettlementInfoConfirmReq, tradingDay)
-KS_JOURNAL_ONE_FIELD(TransferBankReq, bankId)
-KS_JOURNAL_ONE_FIELD(TransferSerialReq, bankId)
-#undef KS_JOURNAL_ONE_FIELD
+KS_JOURNAL_HOST_RECORDS(KS_JOURNAL_FIELDS)
+#undef KS_JOURNAL_FIELDS
+#undef BASE
+#undef SECRET
+#undef F
 
 }  // namespace journal
 }  // namespace kestrel

@@ -46,22 +46,23 @@ void PrintValues::layout(const char* name, const Layout& layout, const void* byt
   const std::string outer = prefix_;
   if (*name != '\0') prefix_ += std::string(name) + ".";
   const char* base = static_cast<const char*>(bytes);
+  using xti::layout::Kind;
   for (const LayoutField* f = layout.begin; f != layout.end; ++f) {
     // "m_strAccountID" shows as "AccountID".
     const char* shown = f->name + 2;
     while (*shown >= 'a' && *shown <= 'z') ++shown;
     const char* at = base + f->offset;
-    if (f->type == 't') {
+    if (f->kind == Kind::kText) {
       (*this)(shown, std::string(at, strnlen(at, f->size)));
-    } else if (f->type == 'i') {
+    } else if (f->kind == Kind::kInt32) {
       int32_t v;
       std::memcpy(&v, at, sizeof(v));
       (*this)(shown, v);
-    } else if (f->type == 'd') {
+    } else if (f->kind == Kind::kDouble) {
       double v;
       std::memcpy(&v, at, sizeof(v));
       (*this)(shown, v);
-    } else {
+    } else if (f->kind == Kind::kBool) {
       (*this)(shown, bool(*at != 0));
     }
   }

@@ -1,25 +1,19 @@
-// The vendor's records by byte position, for reading what the journal holds of
-// them: the journal keeps a vendor record as the bytes that crossed the
-// boundary, and these tables name the fields in those bytes (the positions
-// are the vendor's, pinned in plugin/xt_records.h and plugin/xt_trader_api.h).
+// The vendor's records as the journal reads what it holds of them: the
+// journal keeps a vendor record as the bytes that crossed the boundary, and
+// the rows of plugin/xt_record_layout.h name the fields in those bytes.
 #ifndef KESTREL_RECORDER_JOURNAL_VENDOR_LAYOUT_H_
 #define KESTREL_RECORDER_JOURNAL_VENDOR_LAYOUT_H_
 
 #include <cstddef>
-#include <cstdint>
+#include <iterator>
 #include <type_traits>
 
-#include "plugin/xt_trader_api.h"
+#include "plugin/xt_record_layout.h"
 
 namespace kestrel {
 namespace journal {
 
-struct LayoutField {
-  const char* name;  // the vendor's member name
-  uint16_t offset;
-  uint16_t size;
-  char type;  // 't' text, 'i' int32, 'd' double, 'b' bool
-};
+using LayoutField = xti::layout::Field;
 
 struct Layout {
   const char* name;
@@ -32,18 +26,15 @@ struct Layout {
 template <typename R>
 struct VendorLayout : std::false_type {};
 
-#define KS_JOURNAL_VENDOR_RECORD(R)              \
-  template <>                                    \
-  struct VendorLayout<xti::R> : std::true_type { \
-    static const Layout& get();                  \
+#define KS_JOURNAL_VENDOR_RECORD(Name, size)                                                \
+  template <>                                                                               \
+  struct VendorLayout<xti::Name> : std::true_type {                                         \
+    static Layout get() {                                                                   \
+      using Rows = xti::layout::Of<xti::Name>;                                              \
+      return Layout{Rows::kName, size, std::begin(Rows::kFields), std::end(Rows::kFields)}; \
+    }                                                                                       \
   };
-KS_JOURNAL_VENDOR_RECORD(COrdinaryOrder)
-KS_JOURNAL_VENDOR_RECORD(VendorAccountDetail)
-KS_JOURNAL_VENDOR_RECORD(VendorOrder)
-KS_JOURNAL_VENDOR_RECORD(VendorDeal)
-KS_JOURNAL_VENDOR_RECORD(VendorPositionDetail)
-KS_JOURNAL_VENDOR_RECORD(VendorPosition)
-KS_JOURNAL_VENDOR_RECORD(VendorOrderError)
+XTI_RECORD_LAYOUTS(KS_JOURNAL_VENDOR_RECORD)
 #undef KS_JOURNAL_VENDOR_RECORD
 
 }  // namespace journal
