@@ -10,8 +10,7 @@
 #include "bench/bench_fixtures.h"
 #include "plugin/platform.h"
 #include "recorder/journal/journal.h"
-#include "recorder/journal/operations.h"
-#include "recorder/vendor/recording_callback.h"
+#include "recorder/journal/observers.h"
 #include "spi/record_conversion.h"
 
 namespace kestrel {
@@ -25,13 +24,13 @@ journal::Journal& benchJournal() {
 }
 
 // An order push on the vendor's thread, handed to a callback object that does
-// nothing: directly (range 0) or through RecordingCallback (range 1). The
+// nothing: directly (range 0) or through ObservedCallback (range 1). The
 // figure is the vendor thread's: no push may find the queue full (that would
 // measure dropping), so every 4096 pushes the clock stops while the writer
 // thread catches up. dropped_fraction shows that none was dropped.
 void BM_OrderPushRecording(benchmark::State& state) {
   xti::XtTraderApiCallback plugin;
-  journal::RecordingCallback recording(benchJournal(), 1);
+  journal::ObservedCallback recording(benchJournal(), 1);
   recording.setTarget(&plugin);
   xti::XtTraderApiCallback* callback = state.range(0) != 0 ? &recording : &plugin;
   benchmark::DoNotOptimize(callback);
@@ -76,36 +75,30 @@ void BM_JournalSizePerOrder(benchmark::State& state) {
   const xti::XtError success;
   const ResultStatus ok;
   namespace j = journal;
-  std::string frame;
-  std::size_t bytes = 0;
-  const auto entry = [&](j::Boundary b, j::Kind k, uint16_t op, auto&&... values) {
-    j::buildEntry(frame, b, k, op, 1, 1, [&](j::FrameWriter& w) { (j::put(w, values), ...); });
-    bytes += frame.size();
-  };
-  const auto host = j::Boundary::kHost;
-  const auto vendor = j::Boundary::kVendor;
+  namespace rows = interfaces;
+  struct Bytes final : j::EntrySink {
+    void append(std::string& frame) override { count += frame.size(); }
+    void countLost() override {}
+    std::size_t count = 0;
+  } bytes;
+  j::ObservedSpi host(bytes, 1);
+  j::ObservedCallback vendor(bytes, 2);
+  const int id = 1;
   for (auto _ : state) {
-    bytes = 0;
-    entry(host, j::Kind::kRequest, j::slot::host::sendOrder, 1, request);
-    entry(vendor, j::Kind::kRequest, j::slot::vendor::placeOrder, &placed, 1, "");
-    entry(host, j::Kind::kReturn, j::slot::host::sendOrder, ok);
-    entry(vendor, j::Kind::kCallback, j::slot::callback::onOrderReply, 1, 10000001, "", success);
-    entry(vendor, j::Kind::kDone, j::slot::callback::onOrderReply, false);
-    entry(vendor, j::Kind::kCallback, j::slot::callback::onOrderPush, &accepted);
-    entry(host, j::Kind::kCallback, j::slot::event::onOrderAccepted, &acceptedRecord, ok, -1, true);
-    entry(host, j::Kind::kDone, j::slot::event::onOrderAccepted, false);
-    entry(vendor, j::Kind::kDone, j::slot::callback::onOrderPush, false);
-    entry(vendor, j::Kind::kCallback, j::slot::callback::onOrderPush, &filled);
-    entry(host, j::Kind::kCallback, j::slot::event::onOrderFilled, &filledRecord, ok, -1, true);
-    entry(host, j::Kind::kDone, j::slot::event::onOrderFilled, false);
-    entry(vendor, j::Kind::kDone, j::slot::callback::onOrderPush, false);
-    entry(vendor, j::Kind::kCallback, j::slot::callback::onDealPush, &deal);
-    entry(host, j::Kind::kCallback, j::slot::event::onFill, &fillRecord, ok, -1, true);
-    entry(host, j::Kind::kDone, j::slot::event::onFill, false);
-    entry(vendor, j::Kind::kDone, j::slot::callback::onDealPush, false);
-    benchmark::DoNotOptimize(frame.data());
+    bytes.count = 0;
+    j::recordCall<rows::session::sendOrder>(bytes, j::Kind::kRequest, 1, id, request);
+    j::recordCall<rows::api::placeOrder>(bytes, j::Kind::kRequest, 2, &placed, id, "");
+    j::recordAnswer<rows::session::sendOrder>(bytes, 1, ok, id, request);
+    vendor.onOrderReply(id, 10000001, "", success);
+    vendor.onOrderPush(&accepted);
+    host.onOrderAccepted(&acceptedRecord, ok, -1, true);
+    vendor.onOrderPush(&filled);
+    host.onOrderFilled(&filledRecord, ok, -1, true);
+    vendor.onDealPush(&deal);
+    host.onFill(&fillRecord, ok, -1, true);
+    benchmark::DoNotOptimize(bytes.count);
   }
-  state.counters["bytes_per_order"] = static_cast<double>(bytes);
+  state.counters["bytes_per_order"] = static_cast<double>(bytes.count);
 }
 BENCHMARK(BM_JournalSizePerOrder);
 

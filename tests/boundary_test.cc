@@ -15,6 +15,7 @@
 
 #include "plugin/common.h"
 #include "plugin/error_messages.h"
+#include "plugin/interface_table.h"
 #include "plugin/plugin_entry.h"
 #include "plugin/xt_trader_api.h"
 #include "session/trade_session_xt.h"
@@ -60,73 +61,49 @@ std::ptrdiff_t vtableEntry(MemberFunction function) {
 #endif
 
 #if defined(KS_VTABLE_LAYOUT_KNOWN)
-// The slots as the headers note them, every interface's from 0 (its
-// destructor). Every operation sits after the destructor, so its vtable
-// entry is its slot shifted by the destructor's entries in the compiler's ABI.
-TEST(InterfaceLayout, OperationsSitAtTheirPositions) {
-  using S = ITradeSession;
-  using H = ITradeSessionSpi;
-  using A = xti::XtTraderApi;
-  using C = xti::XtTraderApiCallback;
-#define E(op) vtableEntry(&op)
-  const std::vector<std::ptrdiff_t> sessionEntries = {E(S::getTypeCode),
-                                                      E(S::setConfig),
-                                                      E(S::registerSpi),
-                                                      E(S::connect),
-                                                      E(S::easyConnect),
-                                                      E(S::reqAuxiliary),
-                                                      E(S::login),
-                                                      E(S::logout),
-                                                      E(S::release),
-                                                      E(S::reqSessionInit),
-                                                      E(S::reqPasswordUpdate),
-                                                      E(S::getCurrencyRate),
-                                                      E(S::getClientSystemInfo),
-                                                      E(S::getTradingAccountToken),
-                                                      E(S::sendOrder),
-                                                      E(S::cancelOrder),
-                                                      E(S::sendExecutiveOrder),
-                                                      E(S::cancelExecutiveOrder),
-                                                      E(S::reqQryExecutiveOrder),
-                                                      E(S::reqQryTradingAccount),
-                                                      E(S::reqQryPosition),
-                                                      E(S::reqQryPositionDetail),
-                                                      E(S::reqQryOrder),
-                                                      E(S::reqQryInstrument),
-                                                      E(S::reqQryFill),
-                                                      E(S::reqCrashReturn),
-                                                      E(S::reqTradingAccountPasswordUpdate),
-                                                      E(TradeSessionXT::reqQryPositionDetail),
-                                                      E(TradeSessionXT::reqQryFill)};
-  const std::vector<std::ptrdiff_t> slotEntries = {
-      // Host callback slots 1, 3, 4, 5, 9-14, 17-19, 22.
-      E(H::onConnected), E(H::onLogin), E(H::onLogout), E(H::onDisconnected), E(H::onOrderAccepted),
-      E(H::onOrderRejected), E(H::onOrderFilled), E(H::onOrderCanceled), E(H::onFill),
-      E(H::onOrdersResponse), E(H::onFillsResponse), E(H::onPositionsResponse),
-      E(H::onPositionDetailsResponse), E(H::onAccountFundsResponse),
-      // Vendor API slots 1-3, 10-12, 14, 16-18, 38-40.
-      E(A::setCallback), E(A::init), E(A::shutdown), E(A::userLogin), E(A::userLogout),
-      E(A::queryAccountDetail), E(A::queryOrderDetail), E(A::queryDealDetail),
-      E(A::queryPositionDetail), E(A::queryPosition), E(A::placeOrder), E(A::cancelOrderById),
-      E(A::cancelOrderByExchangeId),
-      // Vendor callback slots 1-5, 7, 9, 13, 15, 17, 19, 41, 46-49, 104.
-      E(C::onConnected), E(C::onUserLogin), E(C::onUserLogout), E(C::onOrderReply),
-      E(C::onCancelReply), E(C::onCancelReply2), E(C::onAccountDetailReply),
-      E(C::onOrderDetailReply), E(C::onDealDetailReply), E(C::onPositionDetailReply),
-      E(C::onPositionReply), E(C::onAccountStatus), E(C::onOrderPush), E(C::onDealPush),
-      E(C::onOrderErrorPush), E(C::onCancelErrorPush), E(C::reservedCallback104)};
-#undef E
-  const std::vector<std::ptrdiff_t> sessionPositions = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
-                                                        11, 12, 13, 14, 15, 16, 17, 18, 19, 20,
-                                                        21, 22, 23, 24, 25, 26, 50, 22, 25};
-  const std::vector<std::ptrdiff_t> slots = {
-      1,  3,  4,  5,  9,  10, 11, 12, 13, 14, 17, 18, 19, 22, 1,  2,  3,  10, 11, 12, 14, 16,
-      17, 18, 38, 39, 40, 1,  2,  3,  4,  5,  7,  9,  13, 15, 17, 19, 41, 46, 47, 48, 49, 104};
-  std::vector<std::ptrdiff_t> expectedSession, expectedSlots;
-  for (std::ptrdiff_t p : sessionPositions) expectedSession.push_back(p - 1 + kDestructorEntries);
-  for (std::ptrdiff_t s : slots) expectedSlots.push_back(s - 1 + kDestructorEntries);
-  EXPECT_EQ(sessionEntries, expectedSession);
-  EXPECT_EQ(slotEntries, expectedSlots);
+// Every row of the four interface tables (plugin/interface_table.h), and the
+// first and last slot of each run of placeholders, sits at its slot: every
+// operation comes after the destructor, so its vtable entry is its slot
+// shifted by the destructor's entries in the compiler's ABI. The plug-in's
+// own session overrides at the same entries.
+TEST(InterfaceLayout, EveryRowSitsAtItsSlot) {
+  struct Row {
+    std::string name;
+    std::ptrdiff_t entry;
+    std::ptrdiff_t slot;
+  };
+  std::vector<Row> rows;
+#define KS_ROW_OF(Interface, slot, name) \
+  rows.push_back({#Interface "::" #name, vtableEntry(&Interface::name), slot});
+#define KS_PLACEHOLDERS(Interface, prefix, first, last) \
+  KS_ROW_OF(Interface, first, prefix##first) KS_ROW_OF(Interface, last, prefix##last)
+#define KS_SESSION(slot, R, name, types, names) KS_ROW_OF(ITradeSession, slot, name)
+#define KS_SPI(slot, R, name, types, names) KS_ROW_OF(ITradeSessionSpi, slot, name)
+#define KS_SPI_SPARE(first, last) KS_PLACEHOLDERS(ITradeSessionSpi, reservedSlot, first, last)
+#define KS_API(slot, R, name, types, names) KS_ROW_OF(xti::XtTraderApi, slot, name)
+#define KS_API_SPARE(first, last) KS_PLACEHOLDERS(xti::XtTraderApi, reservedRequest, first, last)
+#define KS_CALLBACK(slot, R, name, types, names) KS_ROW_OF(xti::XtTraderApiCallback, slot, name)
+#define KS_CALLBACK_SPARE(first, last) \
+  KS_PLACEHOLDERS(xti::XtTraderApiCallback, reservedCallback, first, last)
+  KS_TRADE_SESSION_TABLE(KS_SESSION, KS_NO_ROW)
+  KS_TRADE_SESSION_SPI_TABLE(KS_SPI, KS_SPI_SPARE)
+  KS_XT_TRADER_API_TABLE(KS_API, KS_API_SPARE)
+  KS_XT_TRADER_API_CALLBACK_TABLE(KS_CALLBACK, KS_CALLBACK_SPARE)
+  KS_ROW_OF(TradeSessionXT, interfaces::session::reqQryPositionDetail::kSlot, reqQryPositionDetail)
+  KS_ROW_OF(TradeSessionXT, interfaces::session::reqQryFill::kSlot, reqQryFill)
+#undef KS_ROW_OF
+#undef KS_PLACEHOLDERS
+#undef KS_SESSION
+#undef KS_SPI
+#undef KS_SPI_SPARE
+#undef KS_API
+#undef KS_API_SPARE
+#undef KS_CALLBACK
+#undef KS_CALLBACK_SPARE
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.entry, row.slot - 1 + kDestructorEntries);
+  }
 }
 #endif
 

@@ -34,7 +34,20 @@
 namespace kestrel {
 namespace journal {
 
-class KS_JOURNAL_API Journal {
+// Where the observers of both boundaries (observers.h) hand their entries:
+// the journal, or what journal_replay collects of a build's traffic.
+class EntrySink {
+ public:
+  // Takes `frame`, an entry made by FrameWriter.
+  virtual void append(std::string& frame) = 0;
+  // Counts an entry that could not even be built.
+  virtual void countLost() = 0;
+
+ protected:
+  ~EntrySink() = default;
+};
+
+class KS_JOURNAL_API Journal final : public EntrySink {
  public:
   struct Counts {
     uint64_t written = 0;
@@ -58,9 +71,9 @@ class KS_JOURNAL_API Journal {
   // A new number for a session or an API object: 1, 2, ... in this journal.
   uint32_t newObject();
   // Queues `frame`, made by FrameWriter, stamping its size, time and thread.
-  void append(std::string& frame);
+  void append(std::string& frame) override;
   // Counts an entry that could not even be built as not written.
-  void countLost();
+  void countLost() override;
   // Returns when every entry queued before the call is written or lost.
   void flush();
   void close();

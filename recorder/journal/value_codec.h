@@ -5,7 +5,7 @@
 // Each argument type has one encoding:
 //   bool, int, 64-bit and double      their value
 //   text (const char*, std::string)   text, or null for a null pointer
-//   secrets (Secret)                  "***" when not empty: never the text
+//   secrets (marked in the tables)    "***" when not empty: never the text
 //   vendor record pointer             its bytes at the vendor's layout, or null
 //   host record (by reference or      its fields in declaration order
 //   pointer, or null)                 (recorder/journal/host_fields.h)
@@ -20,8 +20,10 @@
 #include <string>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
+#include "plugin/trade_session.h"
 #include "plugin/trade_session_spi.h"
 #include "recorder/journal/host_fields.h"
 #include "recorder/journal/journal.h"
@@ -32,11 +34,6 @@ namespace kestrel {
 namespace journal {
 
 constexpr char kSecretMask[] = "***";
-
-// A text that the journal keeps as "***".
-struct Secret {
-  const char* text;
-};
 
 // --- Printing ----------------------------------------------------------------
 
@@ -199,7 +196,6 @@ class PrintValues {
 inline void put(FrameWriter& w, bool v) { w.boolean(v); }
 inline void put(FrameWriter& w, int v) { w.int32(v); }
 inline void put(FrameWriter& w, const char* v) { v ? w.text(v, std::strlen(v)) : w.null(); }
-inline void put(FrameWriter& w, Secret v) { put(w, v.text && *v.text ? kSecretMask : v.text); }
 inline void put(FrameWriter& w, const xti::XtError& e) {
   w.int32(e.errorID());
   put(w, e.errorMsg());
@@ -224,6 +220,12 @@ constexpr bool kIsOut =
 template <typename P, typename A>
 void putIfOut(FrameWriter& w, const A& argument) {
   if constexpr (kIsOut<P>) put(w, argument);
+}
+
+// Writes the arguments of a call of `member` that the call filled in.
+template <typename C, typename R, typename... P, typename... A>
+void putOuts(FrameWriter& w, R (C::*)(P...), const A&... arguments) {
+  (putIfOut<P>(w, arguments), ...);
 }
 
 // --- Reading arguments: Arg<T> for a parameter of type T -------------------------
@@ -353,17 +355,17 @@ void buildEntry(std::string& frame, Boundary boundary, Kind kind, uint16_t opera
   write(writer);
 }
 
-// Builds an entry and queues it. Recording never throws into the call it
-// records: a failure counts as an entry lost.
+// Builds an entry and hands it to `sink`. Recording never throws into the
+// call it records: a failure counts as an entry lost.
 template <typename Write>
-void recordWith(Journal& journal, Boundary boundary, Kind kind, uint16_t operation, uint32_t object,
+void recordWith(EntrySink& sink, Boundary boundary, Kind kind, uint16_t operation, uint32_t object,
                 int32_t request, const Write& write) {
   try {
     std::string frame;
     buildEntry(frame, boundary, kind, operation, object, request, write);
-    journal.append(frame);
+    sink.append(frame);
   } catch (...) {
-    journal.countLost();
+    sink.countLost();
   }
 }
 
@@ -380,11 +382,85 @@ void callAndNoteReturn(const Call& call, const Returned& returned) {
   returned(false);
 }
 
+// An entry of the journal's own operations (op:: numbers), with `values`.
 template <typename... Values>
-void record(Journal& journal, Boundary boundary, Kind kind, uint16_t operation, uint32_t object,
+void record(EntrySink& sink, Boundary boundary, Kind kind, uint16_t operation, uint32_t object,
             int32_t request, const Values&... values) {
-  recordWith(journal, boundary, kind, operation, object, request,
+  recordWith(sink, boundary, kind, operation, object, request,
              [&](FrameWriter& w) { (put(w, values), ...); });
+}
+
+// --- Calls of the interfaces' operations, by their rows ------------------------
+// (plugin/interface_table.h): the slot, the request number in the head and the
+// secrets masked all come from the operation's row `Op`.
+
+template <typename Op>
+constexpr Boundary kBoundaryOf = std::is_same<typename Op::Class, ITradeSession>::value ||
+                                         std::is_same<typename Op::Class, ITradeSessionSpi>::value
+                                     ? Boundary::kHost
+                                     : Boundary::kVendor;
+
+// The request number of a call: the argument its row marks, or 0.
+template <typename Op, typename... A>
+int32_t requestNumberOf(const A&... arguments) {
+  if constexpr (Op::kRequestNumber < sizeof...(A)) {
+    return std::get<Op::kRequestNumber>(std::forward_as_tuple(arguments...));
+  } else {
+    return 0;
+  }
+}
+
+inline const char* masked(const char* text) {
+  return text != nullptr && *text != '\0' ? kSecretMask : text;
+}
+
+template <typename Op, std::size_t... I, typename... A>
+void putArguments(FrameWriter& w, std::index_sequence<I...>, const A&... arguments) {
+  const auto one = [&w](auto secret, const auto& argument) {
+    if constexpr (decltype(secret)::value) {
+      put(w, masked(argument));
+    } else {
+      put(w, argument);
+    }
+  };
+  (one(std::bool_constant<Op::template kSecret<I>>(), arguments), ...);
+  (void)one;  // for operations without arguments
+}
+
+// Records a call of `Op` (a request or a callback) with its arguments.
+template <typename Op, typename... A>
+void recordCall(EntrySink& sink, Kind kind, uint32_t object, const A&... arguments) {
+  recordWith(
+      sink, kBoundaryOf<Op>, kind, Op::kSlot, object, requestNumberOf<Op>(arguments...),
+      [&](FrameWriter& w) { putArguments<Op>(w, std::index_sequence_for<A...>(), arguments...); });
+}
+
+// Records what a host request answered: its result, then the arguments the
+// call filled in.
+template <typename Op, typename R, typename... A>
+void recordAnswer(EntrySink& sink, uint32_t object, const R& result, const A&... arguments) {
+  recordWith(sink, kBoundaryOf<Op>, Kind::kReturn, Op::kSlot, object,
+             requestNumberOf<Op>(arguments...), [&](FrameWriter& w) {
+               put(w, result);
+               putOuts(w, Op::kMember, arguments...);
+             });
+}
+
+// Records the callback of `Op`, makes it on `target` (when there is one) and
+// records its return (or the exception it passes on) on this thread.
+template <typename Op, typename... A>
+void forwardCallback(EntrySink& sink, uint32_t object, typename Op::Class* target,
+                     A&... arguments) {
+  recordCall<Op>(sink, Kind::kCallback, object, arguments...);
+  const int32_t request = requestNumberOf<Op>(arguments...);
+  callAndNoteReturn(
+      [&] {
+        if (target != nullptr) (target->*Op::kMember)(arguments...);
+      },
+      [&](bool threw) {
+        recordWith(sink, kBoundaryOf<Op>, Kind::kDone, Op::kSlot, object, request,
+                   [threw](FrameWriter& w) { w.boolean(threw); });
+      });
 }
 
 }  // namespace journal

@@ -46,7 +46,7 @@ const char* kindName(const Entry& e) {
 
 bool hasRequestNumber(const Entry& e) {
   const Operation* op = findOperation(e.boundary, e.kind, e.operation);
-  return op != nullptr && std::string(op->arguments).find("requestId") != std::string::npos;
+  return op != nullptr && op->numbered;
 }
 
 std::string jsonText(const std::string& text) {

@@ -39,8 +39,7 @@
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
 #include "recorder/journal/journal_platform.h"
-#include "recorder/journal/operations.h"
-#include "recorder/plugin/observed_spi.h"
+#include "recorder/journal/observers.h"
 #include "recorder/tools/entry_text.h"
 #include "recorder/tools/replay_order.h"
 #include "recorder/tools/replay_vendor.h"
@@ -85,18 +84,6 @@ Entry entryOf(const std::string& frame) {
   parsePayload(frame.data() + kFrameHeadSize, frame.size() - kFrameHeadSize, entry);
   return entry;
 }
-
-class Replay;
-
-// The host's callback object of one session: notes each event for the replay.
-class ReplayHost final : public ObservedSpi {
- public:
-  ReplayHost(uint32_t object, Replay& replay) : ObservedSpi(object), replay_(replay) {}
-
- private:
-  void noted(std::string& frame) override;
-  Replay& replay_;
-};
 
 class Replay final : public replay::Driver {
  public:
@@ -195,7 +182,9 @@ class Replay final : public replay::Driver {
   }
 
   uint32_t created(uint32_t n) override { return n <= creations_.size() ? creations_[n - 1] : 0; }
-  void requested(std::string& frame) override { observe(kVendorRequest, frame); }
+  // The requests the build makes of the vendor.
+  void append(std::string& frame) override { observe(kVendorRequest, frame); }
+  void countLost() override {}
 
   void observe(int step, const std::string& frame) {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -267,7 +256,7 @@ class Replay final : public replay::Driver {
       return observe(kHostAnswer, answer);
     }
     if (e.operation == op::kCreateTradeSession) {
-      hosts_[e.object].reset(new ReplayHost(e.object, *this));
+      hosts_[e.object].reset(new ObservedSpi(hostEvents_, e.object));
       sessions_[e.object] = plugin_.createTradeSession()();
       return;
     }
@@ -282,12 +271,12 @@ class Replay final : public replay::Driver {
     if (e.operation == op::kDestroySession) {
       sessions_.erase(found);
       delete session;
-    } else if (e.operation == slot::host::registerSpi) {
+    } else if (e.operation == interfaces::session::registerSpi::kSlot) {
       put(writer, session->registerSpi(values.boolean() ? hosts_[e.object].get() : nullptr));
     } else {
       const Operation* operation = findOperation(e.boundary, e.kind, e.operation);
       if (operation == nullptr) throw FormatError("unknown " + operationName(e));
-      if (e.operation == slot::host::release) sessions_.erase(found);
+      if (e.operation == interfaces::session::release::kSlot) sessions_.erase(found);
       operation->invoke(session, values, &writer);
     }
     if (e.operation != op::kDestroySession) observe(kHostAnswer, answer);
@@ -306,7 +295,7 @@ class Replay final : public replay::Driver {
     Fields out;
     for (Field& f : EntryText::fieldsOf(e)) {
       if (e.boundary == Boundary::kHost && e.kind == Kind::kCallback &&
-          e.operation == slot::event::onLogin &&
+          e.operation == interfaces::spi::onLogin::kSlot &&
           (f.name == "loginStamp" || f.name == "tradingDay")) {
         continue;
       }
@@ -354,7 +343,17 @@ class Replay final : public replay::Driver {
 
   // The host thread's.
   std::map<uint32_t, ITradeSession*> sessions_;
-  std::map<uint32_t, std::unique_ptr<ReplayHost>> hosts_;  // kept to the end
+  std::map<uint32_t, std::unique_ptr<ObservedSpi>> hosts_;  // kept to the end
+
+  // The host events the build makes, without their returns (the host's time).
+  struct HostEvents final : EntrySink {
+    explicit HostEvents(Replay& r) : replay(r) {}
+    void append(std::string& frame) override {
+      if (entryOf(frame).kind != Kind::kDone) replay.observe(kHostEvent, frame);
+    }
+    void countLost() override {}
+    Replay& replay;
+  } hostEvents_{*this};
 
   // Guarded by mutex_.
   std::mutex mutex_;
@@ -364,10 +363,6 @@ class Replay final : public replay::Driver {
   std::vector<std::string> notes_;
   bool closing_ = false;  // the replay is over: nothing more is observed
 };
-
-void ReplayHost::noted(std::string& frame) {
-  if (entryOf(frame).kind != Kind::kDone) replay_.observe(kHostEvent, frame);
-}
 
 int usage() {
   std::fprintf(stderr, "usage: journal_replay FILE --plugin PATH [--timeout-ms N]\n");

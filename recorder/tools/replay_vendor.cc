@@ -8,8 +8,7 @@
 #include <mutex>
 #include <thread>
 
-#include "recorder/journal/operations.h"
-#include "recorder/vendor/observed_api.h"
+#include "recorder/journal/observers.h"
 
 namespace kestrel {
 namespace journal {
@@ -51,23 +50,20 @@ Driver* driver() {
 
 template <typename... Values>
 void tell(uint16_t operation, uint32_t object, const Values&... values) {
-  std::string frame;
-  buildEntry(frame, Boundary::kVendor, Kind::kRequest, operation, object, 0,
-             [&](FrameWriter& w) { (put(w, values), ...); });
-  if (Driver* d = driver()) d->requested(frame);
+  if (Driver* d = driver())
+    record(*d, Boundary::kVendor, Kind::kRequest, operation, object, 0, values...);
 }
 
 class ReplayApi final : public ObservedApi {
  public:
   ReplayApi(uint32_t object, std::shared_ptr<ApiState> state, Driver* driver)
-      : ObservedApi(object, nullptr), state_(std::move(state)), driver_(driver) {}
+      : ObservedApi(*driver, object, nullptr), state_(std::move(state)) {}
   ~ReplayApi() override {
     state_->stop();
     noteDestroyed();
   }
 
  private:
-  void noted(std::string& frame) override { driver_->requested(frame); }
   xti::XtTraderApiCallback* callbackFor(xti::XtTraderApiCallback* callback) override {
     std::lock_guard<std::mutex> lock(state_->mutex);
     state_->callback = callback;
@@ -76,16 +72,16 @@ class ReplayApi final : public ObservedApi {
   void stopped() override { state_->stop(); }
 
   const std::shared_ptr<ApiState> state_;
-  Driver* const driver_;
 };
 
+// The callbacks made again, by slot.
 struct Callback {
   uint16_t slot;
   void (*invoke)(void* target, ValueReader& values, FrameWriter* answer);
 };
-#define KS_CALLBACK(slot, name, arguments) \
-  Callback{slot, &invokeOn<&xti::XtTraderApiCallback::name>},
-constexpr Callback kCallbacks[] = {KS_JOURNAL_VENDOR_CALLBACKS(KS_CALLBACK)};
+#define KS_CALLBACK(slot, R, name, types, names) \
+  Callback{slot, &invokeRow<interfaces::callback::name>},
+constexpr Callback kCallbacks[] = {KS_XT_TRADER_API_CALLBACK_TABLE(KS_CALLBACK, KS_NO_ROW)};
 #undef KS_CALLBACK
 
 }  // namespace

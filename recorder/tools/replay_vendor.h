@@ -20,20 +20,20 @@
 #include <string>
 
 #include "plugin/export.h"
+#include "recorder/journal/journal.h"
 
 namespace kestrel {
 namespace journal {
 namespace replay {
 
-class Driver {
+// Takes every request of the plug-in (append()) as the entry the recording
+// vendor library would have written.
+class Driver : public EntrySink {
  public:
   virtual ~Driver() = default;
   // The journal's number of the API object that the recording's n-th
   // createXtTraderApi (from 1) made; 0 when it made none.
   virtual uint32_t created(uint32_t n) = 0;
-  // A request of the plug-in, as the entry the recording vendor library
-  // would have written (in `frame`).
-  virtual void requested(std::string& frame) = 0;
 };
 
 XTI_API void setDriver(Driver* driver);

@@ -5,9 +5,9 @@
 // object into the process's journal:
 //   - requests are recorded, then forwarded unchanged on the caller's thread
 //     (ObservedApi);
-//   - the real library gets a RecordingCallback instead of the plug-in's
-//     callback object, which records each callback and then makes it on the
-//     plug-in's object on the same thread.
+//   - the real library gets an ObservedCallback instead of the plug-in's
+//     callback object, which records each callback, makes it on the
+//     plug-in's object on the same thread and records its return.
 // Without the real library createXtTraderApi() answers null, after saying why
 // on stderr once.
 #include <cstdio>
@@ -17,9 +17,7 @@
 
 #include "plugin/xt_trader_api.h"
 #include "recorder/journal/journal_platform.h"
-#include "recorder/journal/operations.h"
-#include "recorder/vendor/observed_api.h"
-#include "recorder/vendor/recording_callback.h"
+#include "recorder/journal/observers.h"
 
 namespace xti {
 namespace {
@@ -110,10 +108,9 @@ const RealVendor& realVendor() {
 class RecordingApi final : public kestrel::journal::ObservedApi {
  public:
   RecordingApi(XtTraderApi* real, uint32_t object)
-      : ObservedApi(object, real),
-        journal_(Journal::process()),
+      : ObservedApi(Journal::process(), object, real),
         real_(real),
-        callback_(journal_, object) {}
+        callback_(Journal::process(), object) {}
 
   ~RecordingApi() override {
     noteDestroyed();
@@ -121,16 +118,13 @@ class RecordingApi final : public kestrel::journal::ObservedApi {
   }
 
  private:
-  void noted(std::string& frame) override { journal_.append(frame); }
-  void lost() override { journal_.countLost(); }
   XtTraderApiCallback* callbackFor(XtTraderApiCallback* callback) override {
     callback_.setTarget(callback);
     return callback != nullptr ? &callback_ : nullptr;
   }
 
-  Journal& journal_;
   XtTraderApi* const real_;  // owned
-  kestrel::journal::RecordingCallback callback_;
+  kestrel::journal::ObservedCallback callback_;
 };
 
 }  // namespace
