@@ -68,12 +68,12 @@ Journal::Journal(const std::string& path, std::size_t queueBytes)
 Journal::~Journal() { close(); }
 
 uint32_t Journal::newObject() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return ++objects_;
 }
 
 void Journal::append(std::string& frame) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   if (closing_ || broken_) {
     ++counts_.notWritten;
     return;
@@ -111,21 +111,21 @@ uint32_t Journal::threadNumber() {
 }
 
 void Journal::countLost() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   ++counts_.notWritten;
 }
 
 void Journal::flush() {
-  std::unique_lock<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   const uint64_t target = queued_;
   flushWanted_ = true;
   wake_.notify_one();
-  written_.wait(lock, [&] { return done_ >= target || closed_; });
+  while (done_ < target && !closed_) mutex_.waitUntil(written_, steady_clock::time_point::max());
 }
 
 void Journal::close() {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     if (closing_) return;
     closing_ = true;
   }
@@ -141,7 +141,7 @@ void Journal::close() {
 }
 
 Journal::Counts Journal::counts() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   return counts_;
 }
 
@@ -186,10 +186,12 @@ void Journal::run() {
   batch.reserve(queueBytes_);
   for (bool last = false; !last;) {
     {
-      std::unique_lock<std::mutex> lock(mutex_);
-      wake_.wait_for(lock, kWriterPace, [this] {
-        return closing_ || flushWanted_ || queue_.size() > queueBytes_ / 2;
-      });
+      MutexLock lock(mutex_);
+      const auto pace = steady_clock::now() + kWriterPace;
+      while (!closing_ && !flushWanted_ && queue_.size() <= queueBytes_ / 2 &&
+             steady_clock::now() < pace) {
+        mutex_.waitUntil(wake_, pace);
+      }
       batch.swap(queue_);
       flushWanted_ = false;
       last = closing_;
@@ -199,7 +201,7 @@ void Journal::run() {
     batch.clear();
     std::string end;
     {
-      std::lock_guard<std::mutex> lock(mutex_);
+      MutexLock lock(mutex_);
       done_ += entries;
       (ok ? counts_.written : counts_.notWritten) += entries;
       broken_ = !ok;
@@ -228,7 +230,7 @@ void Journal::run() {
     if (last) writeBatch(end, entries);
   }
   if (file_ != nullptr) std::fclose(file_);
-  std::lock_guard<std::mutex> lock(mutex_);
+  MutexLock lock(mutex_);
   closed_ = true;
   written_.notify_all();
 }

@@ -23,11 +23,11 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <unordered_map>
 
+#include "plugin/mutex.h"
 #include "recorder/journal/journal_export.h"
 #include "recorder/journal/journal_format.h"
 
@@ -92,7 +92,7 @@ class KS_JOURNAL_API Journal final : public EntrySink {
   // have to release when it ends (threads of the host and the vendor end
   // when they like, the process's last ones while it exits). A thread that
   // the system gives the id of one that has ended shares its number.
-  uint32_t threadNumber();  // REQUIRES: mutex_ held
+  uint32_t threadNumber() KS_REQUIRES(mutex_);
 
   // Constant after construction.
   const std::string path_;
@@ -100,21 +100,21 @@ class KS_JOURNAL_API Journal final : public EntrySink {
   const std::chrono::steady_clock::time_point start_;
   const uint64_t startMicros_;
 
-  // Guarded by mutex_.
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable wake_;     // the writer waits on it
   std::condition_variable written_;  // flush() waits on it
-  std::string queue_;
-  uint64_t queued_ = 0;   // entries queued so far, gap entries included
-  uint64_t done_ = 0;     // of those, written or lost
-  uint64_t dropped_ = 0;  // dropped since the last gap entry
-  uint32_t objects_ = 0;
-  std::unordered_map<std::thread::id, uint32_t> threads_;  // see threadNumber()
-  Counts counts_;
-  bool flushWanted_ = false;
-  bool closing_ = false;
-  bool closed_ = false;
-  bool broken_ = false;  // the file cannot be written
+  std::string queue_ KS_GUARDED_BY(mutex_);
+  uint64_t queued_ KS_GUARDED_BY(mutex_) = 0;   // entries queued so far, gap entries included
+  uint64_t done_ KS_GUARDED_BY(mutex_) = 0;     // of those, written or lost
+  uint64_t dropped_ KS_GUARDED_BY(mutex_) = 0;  // dropped since the last gap entry
+  uint32_t objects_ KS_GUARDED_BY(mutex_) = 0;
+  // See threadNumber().
+  std::unordered_map<std::thread::id, uint32_t> threads_ KS_GUARDED_BY(mutex_);
+  Counts counts_ KS_GUARDED_BY(mutex_);
+  bool flushWanted_ KS_GUARDED_BY(mutex_) = false;
+  bool closing_ KS_GUARDED_BY(mutex_) = false;
+  bool closed_ KS_GUARDED_BY(mutex_) = false;
+  bool broken_ KS_GUARDED_BY(mutex_) = false;  // the file cannot be written
 
   // Owned by the writer thread.
   std::FILE* file_ = nullptr;

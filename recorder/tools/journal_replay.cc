@@ -31,13 +31,13 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
+#include "plugin/mutex.h"
 #include "recorder/journal/journal_platform.h"
 #include "recorder/journal/observers.h"
 #include "recorder/tools/entry_text.h"
@@ -109,11 +109,13 @@ class Replay final : public replay::Driver {
     play(kHostRequest, &Replay::request);
     vendor.join();
     // What the last requests and callbacks still bring.
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, timeout_, [this] {
-      return observed_[kHostEvent].size() >= total_[kHostEvent] &&
-             observed_[kVendorRequest].size() >= total_[kVendorRequest];
-    });
+    MutexLock lock(mutex_);
+    const auto deadline = std::chrono::steady_clock::now() + timeout_;
+    while ((observed_[kHostEvent].size() < total_[kHostEvent] ||
+            observed_[kVendorRequest].size() < total_[kVendorRequest]) &&
+           std::chrono::steady_clock::now() < deadline) {
+      mutex_.waitUntil(changed_, deadline);
+    }
     replay::setDriver(nullptr);
   }
 
@@ -121,7 +123,7 @@ class Replay final : public replay::Driver {
   // journal that ends early (cut by a crash) is compared up to its end: what
   // the replay did beyond what the journal holds came after the cut.
   int report(const std::string& path) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     EntryText text(file_.startMicros);
     const bool cut = !file_.problem.empty();
     int differences = 0;
@@ -174,7 +176,7 @@ class Replay final : public replay::Driver {
   // is not observed.
   void endOpenSessions() {
     {
-      std::lock_guard<std::mutex> lock(mutex_);
+      MutexLock lock(mutex_);
       closing_ = true;
     }
     for (const auto& [object, session] : sessions_) (void)session->release();
@@ -187,7 +189,7 @@ class Replay final : public replay::Driver {
   void countLost() override {}
 
   void observe(int step, const std::string& frame) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     if (closing_) return;
     observed_[step].push_back(entryOf(frame));
     ++done_[step];
@@ -198,15 +200,23 @@ class Replay final : public replay::Driver {
   // Waits until everything before the entry at `position` in the replay's
   // order has happened again.
   void waitForTurn(std::size_t position) {
-    std::unique_lock<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     const Counts& before = before_[position];
-    const auto ready = [&] {
-      for (int s = 0; s < kSteps; ++s) {
-        if (done_[s] < before[s]) return false;
-      }
-      return true;
-    };
-    if (changed_.wait_for(lock, timeout_, ready)) return;
+    const auto deadline = std::chrono::steady_clock::now() + timeout_;
+    while (!caughtUp(before)) {
+      if (std::chrono::steady_clock::now() >= deadline) return noteLate(position, before);
+      mutex_.waitUntil(changed_, deadline);
+    }
+  }
+
+  bool caughtUp(const Counts& before) const KS_REQUIRES(mutex_) {
+    for (int s = 0; s < kSteps; ++s) {
+      if (done_[s] < before[s]) return false;
+    }
+    return true;
+  }
+
+  void noteLate(std::size_t position, const Counts& before) KS_REQUIRES(mutex_) {
     std::string missing;
     for (int s = 0; s < kSteps; ++s) {
       if (done_[s] < before[s]) {
@@ -218,13 +228,13 @@ class Replay final : public replay::Driver {
   }
 
   void reached(int step) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     ++done_[step];
     changed_.notify_all();
   }
 
   void note(const std::string& text) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(mutex_);
     notes_.push_back(text);
   }
 
@@ -355,13 +365,13 @@ class Replay final : public replay::Driver {
     Replay& replay;
   } hostEvents_{*this};
 
-  // Guarded by mutex_.
-  std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable changed_;
-  Counts done_{};
-  std::array<std::vector<Entry>, kSteps> observed_;
-  std::vector<std::string> notes_;
-  bool closing_ = false;  // the replay is over: nothing more is observed
+  Counts done_ KS_GUARDED_BY(mutex_){};
+  std::array<std::vector<Entry>, kSteps> observed_ KS_GUARDED_BY(mutex_);
+  std::vector<std::string> notes_ KS_GUARDED_BY(mutex_);
+  // The replay is over: nothing more is observed.
+  bool closing_ KS_GUARDED_BY(mutex_) = false;
 };
 
 int usage() {
