@@ -20,9 +20,15 @@
 // calls. Here, at compile time, each row's type is checked against the
 // header's member, and the rows must cover the slots from 1 up, each once.
 //
-// Adding an operation: its row here, in its place; the compiler then names
-// every forwarding class that must take it, and the journal's format
-// fingerprint (tests/journal_test.cc) says that the format changed.
+// Adding an operation to an interface: its declaration in the interface's
+// header, in its place (the binary interface), and its row here, in the same
+// place. Until the row is there the position test fails (an operation after
+// the last row, or rows off their slots); then the compiler checks the row
+// against the declaration, every forwarding class takes the operation from
+// the row, a record type new to the journal is refused until its fields are
+// listed (recorder/journal/host_fields.h), and the journal format's
+// fingerprint test (tests/journal_test.cc) fails until the format's version
+// is raised (recorder/journal/journal_format.h, docs/journal.md).
 #ifndef KESTREL_PLUGIN_INTERFACE_TABLE_H_
 #define KESTREL_PLUGIN_INTERFACE_TABLE_H_
 

@@ -22,8 +22,9 @@
 // clang's ABI (Itanium: Linux, mingw) the destructor takes two entries, so
 // the index there is the slot plus one. ITradeSessionSpi and the vendor's
 // interfaces are numbered the same way, and the journal numbers operations
-// by these slots. The operations this plug-in does not support share one
-// body that answers code 23 with the host table's text for 23.
+// by these slots (the project's plugin/interface_table.h mirrors the four
+// interfaces row by row). The operations this plug-in does not support share
+// one body that answers code 23 with the host table's text for 23.
 #ifndef KESTREL_PLUGIN_TRADE_SESSION_H_
 #define KESTREL_PLUGIN_TRADE_SESSION_H_
 

@@ -18,7 +18,8 @@
 // the operation's index in Visual C++'s vtable, and the slot plus one in
 // GCC's and clang's (Itanium) ABI, where the destructor takes two entries.
 // Slots the plug-in never calls are held by placeholder operations so that
-// the numbering cannot drift.
+// the numbering cannot drift. (The project's plugin/interface_table.h mirrors
+// the declarations row by row.)
 #ifndef KESTREL_PLUGIN_TRADE_SESSION_SPI_H_
 #define KESTREL_PLUGIN_TRADE_SESSION_SPI_H_
 

@@ -20,6 +20,7 @@
 // plugin/trade_session.h says), and the records are read by byte position
 // (plugin/xt_record_layout.h). Slots nobody calls are held by
 // placeholder operations so that the numbering cannot drift.
+// plugin/interface_table.h mirrors both interfaces row by row.
 #ifndef KESTREL_PLUGIN_XT_TRADER_API_H_
 #define KESTREL_PLUGIN_XT_TRADER_API_H_
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -62,10 +63,11 @@ std::ptrdiff_t vtableEntry(MemberFunction function) {
 
 #if defined(KS_VTABLE_LAYOUT_KNOWN)
 // Every row of the four interface tables (plugin/interface_table.h), and the
-// first and last slot of each run of placeholders, sits at its slot: every
-// operation comes after the destructor, so its vtable entry is its slot
-// shifted by the destructor's entries in the compiler's ABI. The plug-in's
-// own session overrides at the same entries.
+// first and last slot of each run of placeholders, sits at its slot, and no
+// operation comes after the last row: every operation comes after the
+// destructor, so its vtable entry is its slot shifted by the destructor's
+// entries in the compiler's ABI. The plug-in's own session overrides at the
+// same entries.
 TEST(InterfaceLayout, EveryRowSitsAtItsSlot) {
   struct Row {
     std::string name;
@@ -89,6 +91,20 @@ TEST(InterfaceLayout, EveryRowSitsAtItsSlot) {
   KS_TRADE_SESSION_SPI_TABLE(KS_SPI, KS_SPI_SPARE)
   KS_XT_TRADER_API_TABLE(KS_API, KS_API_SPARE)
   KS_XT_TRADER_API_CALLBACK_TABLE(KS_CALLBACK, KS_CALLBACK_SPARE)
+  // Nothing after the last row: a class derived from an interface puts its
+  // first virtual operation at the slot after the table's last.
+#define KS_AFTER_LAST(Interface, ns)                                     \
+  struct After##ns : Interface {                                         \
+    virtual void afterLast() {}                                          \
+  };                                                                     \
+  rows.push_back({#Interface " has no operation after the table's last", \
+                  vtableEntry(&After##ns::afterLast),                    \
+                  std::end(interfaces::ns::kSlots)[-1].last + 1});
+  KS_AFTER_LAST(ITradeSession, session)
+  KS_AFTER_LAST(ITradeSessionSpi, spi)
+  KS_AFTER_LAST(xti::XtTraderApi, api)
+  KS_AFTER_LAST(xti::XtTraderApiCallback, callback)
+#undef KS_AFTER_LAST
   KS_ROW_OF(TradeSessionXT, interfaces::session::reqQryPositionDetail::kSlot, reqQryPositionDetail)
   KS_ROW_OF(TradeSessionXT, interfaces::session::reqQryFill::kSlot, reqQryFill)
 #undef KS_ROW_OF
