@@ -128,7 +128,7 @@ struct Of;
   Field{#member, offset, sizeof(Record::member), alignof(decltype(Record::member)), \
         Kind::kReserved},
 #define XTI_LAYOUT_CHECK(member, offset) \
-  static_assert(offsetof(Record, member) == offset, "the layout's offset of " #member);
+  static_assert(offsetof(Record, member) == (offset), "the layout's offset of " #member);
 #define XTI_LAYOUT_OF(Name, size)                                                                  \
   template <>                                                                                      \
   struct Of<Name> {                                                                                \
@@ -136,10 +136,10 @@ struct Of;
     static constexpr const char* kName = #Name;                                                    \
     static constexpr Field kFields[] = {XTI_LAYOUT_##Name(XTI_LAYOUT_FIELD, XTI_LAYOUT_RESERVED)}; \
     static_assert(std::is_standard_layout<Record>::value, #Name " is a C layout");                 \
-    static_assert(sizeof(Record) == size, "the layout's size of " #Name);                          \
-    XTI_LAYOUT_##Name(XTI_LAYOUT_CHECK, XTI_LAYOUT_CHECK) static_assert(                           \
-        coversEveryByte(kFields, size, alignof(Record)),                                           \
-        "the layout of " #Name " leaves bytes unnamed or names them twice");                       \
+    static_assert(sizeof(Record) == (size), "the layout's size of " #Name);                        \
+    static_assert(coversEveryByte(kFields, (size), alignof(Record)),                               \
+                  "the layout of " #Name " leaves bytes unnamed or names them twice");             \
+    XTI_LAYOUT_##Name(XTI_LAYOUT_CHECK, XTI_LAYOUT_CHECK)                                          \
   };
 XTI_RECORD_LAYOUTS(XTI_LAYOUT_OF)
 #undef XTI_LAYOUT_OF
