@@ -1,6 +1,8 @@
 // How the arguments of the plug-in's two boundaries become journal values and
 // back: put() writes an argument, Arg<T> reads one (and shows it, and hands
-// it to a call again), record() writes a whole entry into a journal.
+// it to a call again); recordCall(), recordAnswer() and forwardCallback()
+// write whole entries of an interface's operation by its table row, record()
+// those of the journal's own operations.
 //
 // Each argument type has one encoding:
 //   bool, int, 64-bit and double      their value
