@@ -22,6 +22,26 @@ constexpr uint16_t kCreateApi = 200;  // recorded when it returns: address, whet
 constexpr uint16_t kJoinAll = 201;
 }  // namespace op
 
+// The slots by name, for code that reads journals: slot::host::sendOrder is
+// interfaces::session::sendOrder::kSlot (host requests), slot::event the host
+// events, slot::vendor the vendor requests, slot::callback its callbacks.
+namespace slot {
+#define KS_JOURNAL_SLOT(slot, R, name, types, names) constexpr uint16_t name = slot;
+namespace host {
+KS_TRADE_SESSION_TABLE(KS_JOURNAL_SLOT, KS_NO_ROW)
+}
+namespace event {
+KS_TRADE_SESSION_SPI_TABLE(KS_JOURNAL_SLOT, KS_NO_ROW)
+}
+namespace vendor {
+KS_XT_TRADER_API_TABLE(KS_JOURNAL_SLOT, KS_NO_ROW)
+}
+namespace callback {
+KS_XT_TRADER_API_CALLBACK_TABLE(KS_JOURNAL_SLOT, KS_NO_ROW)
+}
+#undef KS_JOURNAL_SLOT
+}  // namespace slot
+
 using PrintFunction = Fields (*)(ValueReader& values, const char* names,
                                  const PrintContext& context);
 
