@@ -445,10 +445,10 @@ template <typename T>
 struct Tag {};
 template <typename T>
 struct RecordName;
-#define KS_NAME(Record, list)                     \
-  template <>                                     \
-  struct RecordName<Record> {                     \
-    static constexpr const char* value = #Record; \
+#define KS_NAME(Record, list)                                      \
+  template <>                                                      \
+  struct RecordName<Record> {                                      \
+    [[maybe_unused]] static constexpr const char* value = #Record; \
   };
 KS_JOURNAL_HOST_RECORDS(KS_NAME)
 #undef KS_NAME
