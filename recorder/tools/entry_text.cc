@@ -15,9 +15,12 @@ std::string hostText(const std::string& gbk) { return CodeConvert::gbk_to_utf8(g
 const char* marker(const Entry& e) {
   if (e.boundary == Boundary::kJournal) return "--";
   if (e.boundary == Boundary::kHost) {
-    return e.kind == Kind::kRequest ? "H>" : e.kind == Kind::kReturn ? "H=" : "H<";
+    return e.kind == Kind::kRequest  ? "H>"
+           : e.kind == Kind::kReturn ? "H="
+           : e.kind == Kind::kDone   ? "H."
+                                     : "H<";
   }
-  return e.kind == Kind::kRequest ? "V>" : "V<";
+  return e.kind == Kind::kRequest ? "V>" : e.kind == Kind::kDone ? "V." : "V<";
 }
 
 const char* kindName(const Entry& e) {
@@ -30,6 +33,8 @@ const char* kindName(const Entry& e) {
       return e.boundary == Boundary::kHost ? "event" : "callback";
     case Kind::kGap:
       return "gap";
+    case Kind::kDone:
+      return "done";
     default:
       return "end";
   }
@@ -108,6 +113,7 @@ std::string EntryText::line(const Entry& entry) {
     std::snprintf(request, sizeof(request), "req=%-4d", entry.request);
     out += request;
   }
+  if (entry.kind == Kind::kDone) return out + (fields.at(0).value == "true" ? " threw" : "");
   for (const Field& f : fields) {
     const bool empty = f.value.empty() || f.value == "0" || f.value == "null" ||
                        f.value == "false" || f.value == "[0]" || f.name == "requestId";
