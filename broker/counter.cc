@@ -259,6 +259,8 @@ void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& o
   }
   if (outcome.errorId == 0 && drawShare(rejectState_, config_.chaos.rejectOrders)) {
     outcome = randomRefusal(order.opening());
+    logFault(config_.chaos, "refusal", AnswerName{"onOrderReply", requestId, 0},
+             "text=" + outcome.text);
   }
   if (outcome.errorId != 0) {
     out.orderReply(requestId, 0, std::string(), outcome);

@@ -33,33 +33,39 @@ void Outbox::accountStatus(const std::string& account, int accountType, int stat
 
 void Outbox::orderReply(int requestId, int orderId, const std::string& remark,
                         const Outcome& outcome) {
-  reply(outcome, [=](XtTraderApiCallback& cb) {
+  reply(outcome, AnswerName{"onOrderReply", requestId, orderId}, [=](XtTraderApiCallback& cb) {
     cb.onOrderReply(requestId, orderId, remark.c_str(), toError(outcome));
   });
 }
 
 void Outbox::cancelReply(int requestId, const Outcome& outcome) {
-  reply(outcome, [=](XtTraderApiCallback& cb) { cb.onCancelReply(requestId, toError(outcome)); });
+  reply(outcome, AnswerName{"onCancelReply", requestId, 0},
+        [=](XtTraderApiCallback& cb) { cb.onCancelReply(requestId, toError(outcome)); });
 }
 
 void Outbox::cancelReply2(int requestId, const Outcome& outcome) {
-  reply(outcome, [=](XtTraderApiCallback& cb) { cb.onCancelReply2(requestId, toError(outcome)); });
+  reply(outcome, AnswerName{"onCancelReply2", requestId, 0},
+        [=](XtTraderApiCallback& cb) { cb.onCancelReply2(requestId, toError(outcome)); });
 }
 
 void Outbox::orderPush(const VendorOrder& order) {
-  add([order](XtTraderApiCallback& cb) { cb.onOrderPush(&order); }, AnswerKind::kPush);
+  add([order](XtTraderApiCallback& cb) { cb.onOrderPush(&order); }, AnswerKind::kPush,
+      AnswerName{"onOrderPush", 0, order.m_nOrderID});
 }
 
 void Outbox::dealPush(const VendorDeal& deal) {
-  add([deal](XtTraderApiCallback& cb) { cb.onDealPush(&deal); }, AnswerKind::kPush);
+  add([deal](XtTraderApiCallback& cb) { cb.onDealPush(&deal); }, AnswerKind::kPush,
+      AnswerName{"onDealPush", 0, deal.m_nOrderID});
 }
 
 void Outbox::orderErrorPush(const VendorOrderError& error) {
-  add([error](XtTraderApiCallback& cb) { cb.onOrderErrorPush(&error); }, AnswerKind::kErrorPush);
+  add([error](XtTraderApiCallback& cb) { cb.onOrderErrorPush(&error); }, AnswerKind::kErrorPush,
+      AnswerName{"onOrderErrorPush", error.m_nRequestID, error.m_nOrderID});
 }
 
 void Outbox::cancelErrorPush(const VendorOrderError& error) {
-  add([error](XtTraderApiCallback& cb) { cb.onCancelErrorPush(&error); }, AnswerKind::kErrorPush);
+  add([error](XtTraderApiCallback& cb) { cb.onCancelErrorPush(&error); }, AnswerKind::kErrorPush,
+      AnswerName{"onCancelErrorPush", error.m_nRequestID, error.m_nOrderID});
 }
 
 std::vector<Answer> Outbox::take() {

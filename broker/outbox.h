@@ -30,9 +30,18 @@ enum class AnswerKind {
   kErrorPush,    // onOrderErrorPush, onCancelErrorPush
 };
 
+// What the chaos log names an answer by: its callback, and the vendor's
+// request number and order number it carries (0 where it has none).
+struct AnswerName {
+  const char* callback = "";
+  int requestId = 0;
+  int orderId = 0;
+};
+
 struct Answer {
   Event call;
   AnswerKind kind = AnswerKind::kOther;
+  AnswerName name;
 };
 
 // A reply's outcome: error id 0 is success (sent without a text).
@@ -97,11 +106,12 @@ class Outbox {
   static XtError toError(const Outcome& outcome);
 
  private:
-  void add(Event event, AnswerKind kind = AnswerKind::kOther) {
-    events_.push_back(Answer{std::move(event), kind});
+  void add(Event event, AnswerKind kind = AnswerKind::kOther, AnswerName name = AnswerName()) {
+    events_.push_back(Answer{std::move(event), kind, name});
   }
-  void reply(const Outcome& outcome, Event event) {
-    add(std::move(event), outcome.errorId == 0 ? AnswerKind::kReply : AnswerKind::kFailedReply);
+  void reply(const Outcome& outcome, AnswerName name, Event event) {
+    add(std::move(event), outcome.errorId == 0 ? AnswerKind::kReply : AnswerKind::kFailedReply,
+        name);
   }
 
   std::vector<Answer> events_;

@@ -365,6 +365,11 @@ class Parser {
       c.seed = static_cast<uint64_t>(number);
       return std::string();
     }
+    if (key == "log") {
+      if (value.empty()) return "log must name a file";
+      c.log = value;
+      return std::string();
+    }
     if (key == "after_drop") {
       if (value != "day" && value != "fresh") return "after_drop must be day or fresh";
       c.keepDayAfterDrop = value == "day";
