@@ -15,7 +15,7 @@
 //   --late-ms N      a reply that comes N ms or more after its request is
 //                    late (default 100; 1 to 3600000)
 //   --entry-lines N  the most journal entries the page embeds for its order
-//                    rows, in order of the rows (default 200000; 0 to 10000000)
+//                    rows, in order of the rows (default 100000; 0 to 10000000)
 //
 // Exit status: 0 the whole journal was read; 1 a truncated or corrupt entry
 // ended the reading, or entries' values did not read (the report covers the
@@ -80,7 +80,7 @@ int main(int argc, char** argv) {
   std::string jsonPath;
   std::string csvPath;
   Options options;
-  long long entryLines = 200000;
+  long long entryLines = 100000;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     const bool takesValue = arg == "-o" || arg == "--json" || arg == "--csv" ||
