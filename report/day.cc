@@ -1048,7 +1048,7 @@ void DayBuilder::finish() { state_->finish(); }
 
 bool readDay(const std::string& path, const Options& options, Day& day, std::string& problem) {
   journal::JournalReader reader;
-  if (!reader.open(path)) {
+  if (!reader.openPath(path)) {
     problem = reader.problem();
     return false;
   }

@@ -626,7 +626,7 @@ EntryLines orderEntryLines(const Day& day, std::size_t limit) {
   std::sort(wanted.begin(), wanted.end());
   if (wanted.empty()) return out;
   journal::JournalReader reader;
-  if (!reader.open(day.path)) return out;
+  if (!reader.openPath(day.path)) return out;
   journal::EntryText text(reader.startMicros());
   std::size_t next = 0;
   for (journal::Entry entry; next < wanted.size() && reader.next(entry);) {

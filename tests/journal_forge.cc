@@ -74,7 +74,7 @@ Entry doneOf(const Entry& callback, uint64_t time) {
 
 int upgrade(const std::string& in, const std::string& out) {
   JournalReader reader;
-  if (!reader.open(in)) {
+  if (!reader.openPath(in)) {
     std::fprintf(stderr, "journal_forge: %s\n", reader.problem().c_str());
     return 2;
   }

@@ -274,7 +274,7 @@ TEST(Journal, ReaderStreamsEntriesAcrossItsBufferAndRewinds) {
   });
   ASSERT_EQ(file.entries.size(), 2 * std::size(sizes) + 1);  // and the closing entry
   JournalReader reader;
-  ASSERT_TRUE(reader.open(tempPath("stream"))) << reader.problem();
+  ASSERT_TRUE(reader.openPath(tempPath("stream"))) << reader.problem();
   EXPECT_EQ(reader.version(), kVersion);
   for (int pass = 0; pass < 2; ++pass) {
     SCOPED_TRACE(pass);

@@ -198,7 +198,7 @@ JournalReader::~JournalReader() {
   if (file_ != nullptr) std::fclose(file_);
 }
 
-bool JournalReader::open(const std::string& path) {
+bool JournalReader::openPath(const std::string& path) {
   name_ = path;
   file_ = openFile(path, "rb");
   if (file_ == nullptr) {
@@ -330,7 +330,7 @@ bool collect(JournalReader& reader, bool opened, JournalFile& out) {
 
 bool readJournal(const std::string& path, JournalFile& out) {
   JournalReader reader;
-  return collect(reader, reader.open(path), out);
+  return collect(reader, reader.openPath(path), out);
 }
 
 bool parseJournal(const std::string& data, const std::string& path, JournalFile& out) {

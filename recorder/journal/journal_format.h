@@ -162,7 +162,7 @@ class JournalReader {
   // Opens `path` and reads its header. False, with problem() set, when it is
   // no journal this program reads (no such file, a directory, another
   // version, a damaged header).
-  bool open(const std::string& path);
+  bool openPath(const std::string& path);
   // The same over the bytes of a journal, which must outlive the reader;
   // `name` names them in problem().
   bool openBytes(const std::string& data, const std::string& name);

@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
   // Two passes over the file, one entry in memory at a time: the first
   // counts the entries for the heading, the second prints them.
   JournalReader reader;
-  if (!reader.open(path)) {
+  if (!reader.openPath(path)) {
     std::fprintf(stderr, "journal_dump: %s\n", reader.problem().c_str());
     return 2;
   }
