@@ -98,4 +98,4 @@ grep -q '"orders_summary":{"sent":4,' "$work/day.json" &&
 
 echo "$(basename "$archive"): ${#files[@]} files present;" \
   "$(tr -d '\r' <"$work/day.log" | tail -1); chaos: $(tr -d '\r' <"$work/chaos.log" | tail -1);" \
-  "replay: $(tr -d '\r' <"$work/replay.log" | tail -1)"
+  "replay: $(tr -d '\r' <"$work/replay.log" | tail -1); report: $(tr -d '\r' <"$work/report.log" | tail -1)"
