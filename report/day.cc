@@ -278,12 +278,12 @@ class DayBuilder::State {
   }
 
   // The order and cancel requests' replies: missing, late, or overtaken by
-  // an answer of a request made after them (the answers of one request come
-  // together, in the order of the requests, from a counter that keeps order).
+  // an answer of any request made after them (a counter that keeps order
+  // answers its requests in the order they were made).
   void replyAnomalies() {
     std::vector<std::pair<Key, const Pending*>> requests;
-    for (const auto& [key, p] : pending_) {
-      if (isOrderOrCancelRequest(p.operation)) requests.emplace_back(key, &p);
+    for (const KeyMap<Pending>* map : {&pending_, &otherPending_}) {
+      for (const auto& [key, p] : *map) requests.emplace_back(key, &p);
     }
     std::sort(requests.begin(), requests.end(), [](const auto& a, const auto& b) {
       return a.first.object != b.first.object ? a.first.object < b.first.object
@@ -296,6 +296,10 @@ class DayBuilder::State {
       if (key.object != api) laterAnswer = UINT64_MAX;
       api = key.object;
       const auto number = static_cast<int32_t>(key.number);
+      if (!isOrderOrCancelRequest(p->operation)) {
+        laterAnswer = std::min(laterAnswer, p->firstAnswer);
+        continue;
+      }
       const std::string name =
           std::string(
               journal::findOperation(Boundary::kVendor, Kind::kRequest, p->operation)->name) +
@@ -720,7 +724,7 @@ class DayBuilder::State {
 
   // Pushes whose order's reply never came (the connection dropped, the day
   // ended): the counter numbers its orders in the order it takes them, so
-  // the unreplied order requests of an API object, in the order they were
+  // the unanswered order requests of an API object, in the order they were
   // made, take the unclaimed vendor order numbers in increasing order; each
   // request only numbers whose first push came after it was made.
   void tieUnclaimedPushes() {
@@ -730,8 +734,9 @@ class DayBuilder::State {
       std::sort(list.begin(), list.end());
       std::vector<std::pair<uint64_t, int>> waiting;  // sequence, order
       for (const auto& [key, p] : pending_) {
+        // Requests that got no answer at all (an error push refused some).
         if (key.object == api && p.operation == vendorOp::placeOrder && !p.replied &&
-            p.order >= 0) {
+            p.firstAnswer == UINT64_MAX && p.order >= 0) {
           waiting.emplace_back(p.sequence, p.order);
         }
       }
