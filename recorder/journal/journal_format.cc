@@ -244,9 +244,9 @@ bool JournalReader::readHeader() {
     return false;
   }
   version_ = load<uint32_t>(window() + kMagicSize);
-  if (version_ < kOldestReadVersion || version_ > kNewestReadVersion) {
+  if (version_ < kOldestVersion || version_ > kNewestReadVersion) {
     problem_ = name_ + " is a journal of format version " + std::to_string(version_) +
-               "; this program reads versions " + std::to_string(kOldestReadVersion) + " to " +
+               "; this program reads versions " + std::to_string(kOldestVersion) + " to " +
                std::to_string(kNewestReadVersion);
     return false;
   }

@@ -34,10 +34,11 @@ namespace journal {
 
 constexpr char kMagic[] = "KSJOURNL";  // the first 8 bytes of every journal
 constexpr uint32_t kVersion = 1;
-// The versions every reader reads: 2 adds kDone entries and nothing else.
-constexpr uint32_t kOldestReadVersion = 1;
+constexpr uint32_t kOldestVersion = 1;  // the oldest the readers read: no kDone entries
+// The newest the readers read: 2 adds kDone entries and nothing else. Once
+// the recorders write version 2, kVersion is the newest.
 constexpr uint32_t kNewestReadVersion = 2;
-static_assert(kVersion >= kOldestReadVersion && kVersion <= kNewestReadVersion,
+static_assert(kVersion >= kOldestVersion && kVersion <= kNewestReadVersion,
               "the readers read what the recorders write");
 constexpr uint32_t kMaxPayload = 16u << 20;  // larger entries are not recorded
 constexpr std::size_t kFrameHeadSize = 8;    // payload size and CRC
