@@ -126,9 +126,6 @@ TEST(Journal, RecordedArgumentsReadBackFieldByField) {
                 static_cast<const char*>(nullptr), "", Secret{""});
        },
        {"userName=trader", "password=***", "machineInfo=null", "appId=", "authCode="}},
-      {"the return of a callback (version 2): whether it threw",
-       [&](Journal& j) { record(j, vendor, Kind::kDone, slot::callback::onOrderPush, 2, 0, true); },
-       {"threw=true"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -180,7 +177,7 @@ TEST(Journal, DamagedFilesReadUpToTheDamageAndNameItsOffset) {
          return b;
        },
        true, 1, "corrupt entry at offset " + std::to_string(second) + ": impossible size"},
-      {"another version",
+      {"a later version",
        [&] {
          std::string b = bytes;
          b[8] = 3;

@@ -48,13 +48,12 @@ enum class Boundary : uint8_t { kJournal = 0, kVendor = 1, kHost = 2 };
 
 // kRequest: a call into the plug-in (host) or into the vendor library;
 // kReturn: what a host request answered; kCallback: a vendor callback or a
-// host event; kGap: entries lost to a full queue (one int64 value, how many);
-// kEnd: the journal closed (written, lost to a full queue, not written);
-// kDone (version 2): the host event or vendor callback recorded before it on
-// the same thread returned (one bool value: it ended by an exception). It
-// has the boundary, operation, object and request number of the kCallback
-// entry it closes; callbacks nest on a thread, and a kDone closes the
-// innermost open one of its thread with the same boundary and operation.
+// host event, recorded when it arrives; kGap: entries lost to a full queue
+// (one int64 value, how many); kEnd: the journal closed (written, lost to a
+// full queue, not written); kDone (version 2): the innermost callback of
+// the same boundary and operation still open on the entry's thread returned,
+// with the callback's object and request number and one bool value, whether
+// it ended by an exception.
 enum class Kind : uint8_t {
   kRequest = 1,
   kReturn = 2,

@@ -92,11 +92,10 @@ std::vector<std::string> argumentNames(const char* names, std::size_t count) {
 
 const Operation* findOperation(Boundary boundary, Kind kind, uint16_t slot) {
   if (kind == Kind::kReturn) kind = Kind::kRequest;
-  // A kDone entry is its callback's: the same boundary and slot.
-  const Kind listed = kind == Kind::kDone ? Kind::kCallback : kind;
+  if (kind == Kind::kDone) kind = Kind::kCallback;
   const auto found =
       std::find_if(std::begin(kOperations), std::end(kOperations), [&](const Operation& o) {
-        return o.boundary == boundary && o.kind == listed &&
+        return o.boundary == boundary && o.kind == kind &&
                (o.slot == slot || boundary == Boundary::kJournal);
       });
   return found == std::end(kOperations) ? nullptr : found;

@@ -58,8 +58,7 @@ const char* const kStepNames[] = {"host requests", "answers", "host events", "ve
                                   "vendor callbacks"};
 constexpr int kShownDifferences = 5;
 
-// The step an entry counts toward; -1 for the journal's own entries and the
-// returns of callbacks (kDone), which the replay neither makes nor compares.
+// Returns of callbacks are the host's and the plug-in's time, not a step.
 int stepOf(const Entry& e) {
   if (e.kind == Kind::kDone) return -1;
   if (e.boundary == Boundary::kHost) {
@@ -200,11 +199,9 @@ class Replay final : public replay::Driver {
   void requested(std::string& frame) override { observe(kVendorRequest, frame); }
 
   void observe(int step, const std::string& frame) {
-    Entry entry = entryOf(frame);
-    if (entry.kind == Kind::kDone) return;  // an event's return: not compared
     std::lock_guard<std::mutex> lock(mutex_);
     if (closing_) return;
-    observed_[step].push_back(std::move(entry));
+    observed_[step].push_back(entryOf(frame));
     ++done_[step];
     changed_.notify_all();
   }
