@@ -7,7 +7,9 @@ namespace kestrel {
 
 // One vendor reply call becomes one host call: a failure with a null record
 // and code -1; success without a record (an empty result) with a null record
-// and code 0; otherwise the converted record with code 0.
+// and code 0; otherwise the record `build` converted, with code 0. Each
+// reply passes its converter in a lambda: a type of its own, called directly
+// (through a function pointer the funds reply cost 7% more instructions).
 template <typename VendorRecord, typename HostRecord, typename Build>
 void XtTraderSpi::replyRecords(int requestId, const VendorRecord* data, bool isLast,
                                const xti::XtError& error,
@@ -34,7 +36,7 @@ void XtTraderSpi::onAccountDetailReply(const char*, int requestId,
                                        const xti::VendorAccountDetail* data, bool isLast,
                                        const xti::XtError& error) {
   replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onAccountFundsResponse,
-               toAccountFunds);
+               [](auto&... args) { toAccountFunds(args...); });
 }
 
 void XtTraderSpi::onOrderDetailReply(const char*, int requestId, const xti::VendorOrder* data,
@@ -55,20 +57,21 @@ void XtTraderSpi::onOrderDetailReply(const char*, int requestId, const xti::Vend
 
 void XtTraderSpi::onDealDetailReply(const char*, int requestId, const xti::VendorDeal* data,
                                     bool isLast, const xti::XtError& error) {
-  replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onFillsResponse, toFillRecord);
+  replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onFillsResponse,
+               [](auto&... args) { toFillRecord(args...); });
 }
 
 void XtTraderSpi::onPositionDetailReply(const char*, int requestId,
                                         const xti::VendorPositionDetail* data, bool isLast,
                                         const xti::XtError& error) {
   replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onPositionDetailsResponse,
-               toPositionDetailRecord);
+               [](auto&... args) { toPositionDetailRecord(args...); });
 }
 
 void XtTraderSpi::onPositionReply(const char*, int requestId, const xti::VendorPosition* data,
                                   bool isLast, const xti::XtError& error) {
   replyRecords(requestId, data, isLast, error, &ITradeSessionSpi::onPositionsResponse,
-               toPositionRecord);
+               [](auto&... args) { toPositionRecord(args...); });
 }
 
 }  // namespace kestrel
