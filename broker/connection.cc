@@ -88,12 +88,13 @@ void Connection::init(const char* configPath) {
     chaos_ = ChaosPlan();
     dropAt_ = Clock::time_point::max();
     late_.clear();
-    if (!loaded.ok) {
+    const std::string refusal =
+        !loaded.ok ? kConfigError + loaded.error
+        : std::find(unreachable.begin(), unreachable.end(), address_) != unreachable.end()
+            ? kUnreachable + address_
+            : std::string();
+    if (!refusal.empty()) {
       counter_ = Counter::offline();
-      out.connected(false, kConfigError + loaded.error);
-    } else if (std::find(unreachable.begin(), unreachable.end(), address_) != unreachable.end()) {
-      counter_ = Counter::offline();
-      out.connected(false, kUnreachable + address_);
     } else {
       const Clock::time_point now = Clock::now();
       walkMs_ = behaviour.priceWalkMs;
@@ -105,8 +106,8 @@ void Connection::init(const char* configPath) {
       if (!parkedDays().resume(address_, counter_)) {
         counter_ = Counter(std::move(loaded.config), clock_);
       }
-      out.connected(true, std::string());
     }
+    out.add(AnswerKind::kOther, &XtTraderApiCallback::onConnected, refusal.empty(), refusal);
     changed_.notify_all();
     answers = out.take();
     if (!synchronous_) {
@@ -139,7 +140,7 @@ void Connection::drop(std::vector<Answer>& answers, bool loseQueued) {
   dropAt_ = Clock::time_point::max();
   walkMs_ = 0;
   Outbox out;
-  out.connected(false, kDropped);
+  out.add(AnswerKind::kOther, &XtTraderApiCallback::onConnected, false, std::string(kDropped));
   for (Answer& answer : out.take()) answers.push_back(std::move(answer));
 }
 

@@ -122,38 +122,43 @@ double Counter::referencePrice(const std::string& code) const {
 
 void Counter::login(const std::string& user, const std::string& password, int requestId,
                     Outbox& out) {
-  if (!online_)
-    return out.userLogin(user, password, requestId, failure(kErrNotConnected, kNotConnected));
+  const auto answer = [&](const Outcome& outcome) {
+    out.add(AnswerKind::kOther, &XtTraderApiCallback::onUserLogin, user, password, requestId,
+            outcome);
+  };
+  if (!online_) return answer(failure(kErrNotConnected, kNotConnected));
   const UserConfig* config = config_.findUser(user);
   if (config == nullptr || config->password != password) {
-    return out.userLogin(user, password, requestId, failure(kErrLogin, kBadLogin));
+    return answer(failure(kErrLogin, kBadLogin));
   }
   loggedInUsers_.insert(user);
-  out.userLogin(user, password, requestId, Outcome::success());
+  answer(Outcome::success());
   for (const std::string& account : config->accounts) {
     loggedIn_.insert(account);
-    out.accountStatus(account, accounts_.at(account).config.type, 1);
+    out.add(AnswerKind::kOther, &XtTraderApiCallback::onAccountStatus, account,
+            accounts_.at(account).config.type, 1);
   }
 }
 
 void Counter::logout(const std::string& user, const std::string& password, int requestId,
                      Outbox& out) {
-  if (!online_)
-    return out.userLogout(user, password, requestId, failure(kErrNotConnected, kNotConnected));
+  const auto answer = [&](const Outcome& outcome) {
+    out.add(AnswerKind::kOther, &XtTraderApiCallback::onUserLogout, user, password, requestId,
+            outcome);
+  };
+  if (!online_) return answer(failure(kErrNotConnected, kNotConnected));
   const UserConfig* config = config_.findUser(user);
   if (config == nullptr || loggedInUsers_.count(user) == 0) {
-    return out.userLogout(user, password, requestId, failure(kErrNotLoggedIn, kUserNotLoggedIn));
+    return answer(failure(kErrNotLoggedIn, kUserNotLoggedIn));
   }
-  if (config->password != password) {
-    return out.userLogout(user, password, requestId, failure(kErrLogin, kBadLogin));
-  }
+  if (config->password != password) return answer(failure(kErrLogin, kBadLogin));
   loggedInUsers_.erase(user);
   loggedIn_.clear();
   for (const std::string& name : loggedInUsers_) {
     const UserConfig* other = config_.findUser(name);
     loggedIn_.insert(other->accounts.begin(), other->accounts.end());
   }
-  out.userLogout(user, password, requestId, Outcome::success());
+  answer(Outcome::success());
 }
 
 Outcome Counter::checkAccount(const std::string& account) const {
@@ -263,9 +268,11 @@ void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& o
              "text=" + outcome.text);
   }
   if (outcome.errorId != 0) {
-    out.orderReply(requestId, 0, std::string(), outcome);
+    out.add(Outbox::replyKind(outcome), &XtTraderApiCallback::onOrderReply, requestId, 0,
+            std::string(), outcome);
     if (config_.behaviour.errorPush) {
-      out.orderErrorPush(orderError(account, outcome, 0, requestId, false));
+      out.add(AnswerKind::kErrorPush, &XtTraderApiCallback::onOrderErrorPush,
+              orderError(account, outcome, 0, requestId, false));
     }
     return;
   }
@@ -275,7 +282,8 @@ void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& o
   order.submitStatus = SUBMIT_INSERT_SUBMITTED_CHAR;
   if (!order.opening()) freezeClose(order);
   orders_.push_back(order);
-  out.orderReply(requestId, order.id, std::string(), Outcome::success());
+  out.add(AnswerKind::kReply, &XtTraderApiCallback::onOrderReply, requestId, order.id,
+          std::string(), Outcome::success());
   sendToExchange(orders_.back(), out);
 }
 
@@ -301,7 +309,7 @@ void Counter::sendToExchange(Order& order, Outbox& out) {
     order.submitStatus = SUBMIT_INSERT_SUBMITTED_CHAR;
     order.message = kOutsideBand;
     releaseFrozen(order);
-    out.orderPush(orderRecord(order));
+    out.add(AnswerKind::kPush, &XtTraderApiCallback::onOrderPush, orderRecord(order));
     return;
   }
   order.exchangeOrderId = sequenceText("", 12, nextExchangeOrderId_++);
@@ -309,7 +317,7 @@ void Counter::sendToExchange(Order& order, Outbox& out) {
   order.submitStatus = SUBMIT_ACCEPTED_CHAR;
   order.message = kQueued;
   resting_.push_back(order.id);
-  out.orderPush(orderRecord(order));
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onOrderPush, orderRecord(order));
   if (config_.behaviour.fillMode == FillMode::kNone) {
     if (order.market) finishUnfilledMarketOrder(order, out);
     return;
@@ -394,8 +402,8 @@ void Counter::fill(Order& order, double price, int volume, Outbox& out) {
   deal.m_nHedgeFlag = record.m_nHedgeFlag;
   deal.m_nPriceType = record.m_nPriceType;
   deals_.push_back(deal);
-  out.orderPush(record);
-  out.dealPush(deal);
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onOrderPush, record);
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onDealPush, deal);
 }
 
 // A market order that found nothing to trade with ends cancelled.
@@ -404,7 +412,7 @@ void Counter::finishUnfilledMarketOrder(Order& order, Outbox& out) {
   order.message = kMarketRemainderCancelled;
   releaseFrozen(order);
   resting_.erase(std::remove(resting_.begin(), resting_.end(), order.id), resting_.end());
-  out.orderPush(orderRecord(order));
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onOrderPush, orderRecord(order));
 }
 
 // --- Cancels -----------------------------------------------------------------
@@ -443,14 +451,13 @@ void Counter::cancelOrder(Order* order, const std::string& account, int requestI
     else if (order->status == ORDER_REJECTED_CHAR)
       outcome = failure(kErrCancel, kCancelRejected);
   }
-  if (byExchangeId)
-    out.cancelReply2(requestId, outcome);
-  else
-    out.cancelReply(requestId, outcome);
+  out.add(Outbox::replyKind(outcome),
+          byExchangeId ? &XtTraderApiCallback::onCancelReply2 : &XtTraderApiCallback::onCancelReply,
+          requestId, outcome);
   if (outcome.errorId != 0) {
     if (config_.behaviour.errorPush) {
-      out.cancelErrorPush(
-          orderError(account, outcome, order != nullptr ? order->id : 0, requestId, true));
+      out.add(AnswerKind::kErrorPush, &XtTraderApiCallback::onCancelErrorPush,
+              orderError(account, outcome, order != nullptr ? order->id : 0, requestId, true));
     }
     return;
   }
@@ -458,7 +465,7 @@ void Counter::cancelOrder(Order* order, const std::string& account, int requestI
   order->message = kCancelled;
   releaseFrozen(*order);
   resting_.erase(std::remove(resting_.begin(), resting_.end(), order->id), resting_.end());
-  out.orderPush(orderRecord(*order));
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onOrderPush, orderRecord(*order));
 }
 
 // --- Market steps ------------------------------------------------------------

@@ -170,6 +170,13 @@ class Counter {
   const Instrument* instrument(const std::string& code) const;
   Position& position(const std::string& account, const std::string& instrument, Side side);
 
+  // A query's answer: one reply per record of `records()`, the last
+  // flagged; no records, or an account the query may not read: one reply
+  // with a null record, isLast true (and the error).
+  template <class Record, class Records>
+  void answerQuery(QueryReply<Record> reply, const std::string& account, int requestId, Outbox& out,
+                   Records records) const;
+
   // Records the vendor library sends.
   VendorOrder orderRecord(const Order& order) const;
   VendorAccountDetail accountRecord(const Account& account) const;

@@ -184,53 +184,62 @@ void Counter::positionRecords(const std::string& id, std::vector<VendorPosition>
   }
 }
 
-void Counter::queryAccountDetail(const std::string& account, int requestId, Outbox& out) const {
-  const auto reply = &XtTraderApiCallback::onAccountDetailReply;
+template <class Record, class Records>
+void Counter::answerQuery(QueryReply<Record> reply, const std::string& account, int requestId,
+                          Outbox& out, Records records) const {
   const Outcome outcome = checkAccount(account);
-  if (outcome.errorId != 0) return out.queryFailure(reply, account, requestId, outcome);
-  out.queryAnswer(reply, account, requestId,
-                  std::vector<VendorAccountDetail>{accountRecord(accounts_.at(account))});
+  const std::vector<Record> found = outcome.errorId == 0 ? records() : std::vector<Record>();
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    out.add(AnswerKind::kOther, reply, account, requestId, found[i], i + 1 == found.size(),
+            outcome);
+  }
+  if (found.empty()) {
+    out.add(AnswerKind::kOther, reply, account, requestId, static_cast<const Record*>(nullptr),
+            true, outcome);
+  }
+}
+
+void Counter::queryAccountDetail(const std::string& account, int requestId, Outbox& out) const {
+  answerQuery(&XtTraderApiCallback::onAccountDetailReply, account, requestId, out, [&] {
+    return std::vector<VendorAccountDetail>{accountRecord(accounts_.at(account))};
+  });
 }
 
 void Counter::queryPosition(const std::string& account, int requestId, Outbox& out) const {
-  const auto reply = &XtTraderApiCallback::onPositionReply;
-  const Outcome outcome = checkAccount(account);
-  if (outcome.errorId != 0) return out.queryFailure(reply, account, requestId, outcome);
-  std::vector<VendorPosition> positions;
-  positionRecords(account, positions, nullptr);
-  out.queryAnswer(reply, account, requestId, positions);
+  answerQuery(&XtTraderApiCallback::onPositionReply, account, requestId, out, [&] {
+    std::vector<VendorPosition> positions;
+    positionRecords(account, positions, nullptr);
+    return positions;
+  });
 }
 
 void Counter::queryPositionDetail(const std::string& account, int requestId, Outbox& out) const {
-  const auto reply = &XtTraderApiCallback::onPositionDetailReply;
-  const Outcome outcome = checkAccount(account);
-  if (outcome.errorId != 0) return out.queryFailure(reply, account, requestId, outcome);
-  std::vector<VendorPosition> positions;
-  std::vector<VendorPositionDetail> details;
-  positionRecords(account, positions, &details);
-  out.queryAnswer(reply, account, requestId, details);
+  answerQuery(&XtTraderApiCallback::onPositionDetailReply, account, requestId, out, [&] {
+    std::vector<VendorPosition> positions;
+    std::vector<VendorPositionDetail> details;
+    positionRecords(account, positions, &details);
+    return details;
+  });
 }
 
 void Counter::queryOrderDetail(const std::string& account, int requestId, Outbox& out) const {
-  const auto reply = &XtTraderApiCallback::onOrderDetailReply;
-  const Outcome outcome = checkAccount(account);
-  if (outcome.errorId != 0) return out.queryFailure(reply, account, requestId, outcome);
-  std::vector<VendorOrder> orders;
-  for (const Order& order : orders_) {
-    if (order.account == account) orders.push_back(orderRecord(order));
-  }
-  out.queryAnswer(reply, account, requestId, orders);
+  answerQuery(&XtTraderApiCallback::onOrderDetailReply, account, requestId, out, [&] {
+    std::vector<VendorOrder> orders;
+    for (const Order& order : orders_) {
+      if (order.account == account) orders.push_back(orderRecord(order));
+    }
+    return orders;
+  });
 }
 
 void Counter::queryDealDetail(const std::string& account, int requestId, Outbox& out) const {
-  const auto reply = &XtTraderApiCallback::onDealDetailReply;
-  const Outcome outcome = checkAccount(account);
-  if (outcome.errorId != 0) return out.queryFailure(reply, account, requestId, outcome);
-  std::vector<VendorDeal> deals;
-  for (const VendorDeal& deal : deals_) {
-    if (kestrel::fieldText(deal.m_strAccountID) == account) deals.push_back(deal);
-  }
-  out.queryAnswer(reply, account, requestId, deals);
+  answerQuery(&XtTraderApiCallback::onDealDetailReply, account, requestId, out, [&] {
+    std::vector<VendorDeal> deals;
+    for (const VendorDeal& deal : deals_) {
+      if (kestrel::fieldText(deal.m_strAccountID) == account) deals.push_back(deal);
+    }
+    return deals;
+  });
 }
 
 }  // namespace sim

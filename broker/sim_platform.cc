@@ -34,7 +34,7 @@ ReadStatus readOpened(std::FILE* raw, std::string& text) {
   std::size_t n;
   while ((n = std::fread(buffer, 1, sizeof(buffer), file.get())) > 0) {
     text.append(buffer, n);
-    if (text.size() > (16u << 20)) return ReadStatus::kUnreadable;  // not a configuration
+    if (text.size() > kMaxFile) return ReadStatus::kTooLarge;
   }
   return std::ferror(file.get()) ? ReadStatus::kUnreadable : ReadStatus::kOk;
 }

@@ -20,9 +20,30 @@
 
 namespace demo {
 
+// The host callbacks, one type each.
+enum class EventType {
+  kConnected,
+  kLogin,
+  kLogout,
+  kDisconnected,
+  kOrderAccepted,
+  kOrderRejected,
+  kOrderFilled,
+  kOrderCanceled,
+  kFill,
+  kOrdersResponse,
+  kFillsResponse,
+  kPositionsResponse,
+  kPositionDetailsResponse,
+  kAccountFundsResponse
+};
+
+// The callback's name as every line shows it: "onOrderAccepted".
+const char* nameOf(EventType type);
+
 // What the host learnt from one callback, texts in UTF-8.
 struct Event {
-  std::string name;
+  EventType type = EventType::kConnected;
   int requestId = 0;
   bool isLast = false;
   bool hasRecord = false;
@@ -34,6 +55,11 @@ struct Event {
   std::string statusMessage;
   long long volume = 0;
   double price = 0;
+
+  // An event of `type` about the order with client serial `serial`.
+  bool about(EventType what, const std::string& serial) const {
+    return type == what && clientSerial == serial;
+  }
 };
 
 // An event after which the session cannot go on as planned: the login was
@@ -108,6 +134,10 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
   void note(const std::string& text);
 
  private:
+  // Prints the event with its record's details and keeps it.
+  template <typename Record>
+  void report(EventType type, const Record* record, const kestrel::ResultStatus& status,
+              int requestId, bool isLast);
   void add(Event event, const std::string& details);
 
   const LineSink sink_;

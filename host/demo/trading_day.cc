@@ -14,23 +14,40 @@ namespace demo {
 namespace {
 
 using Match = std::function<bool(const Event&)>;
-using Query = std::function<kestrel::ResultStatus(kestrel::ITradeSession&, int)>;
 
-Match named(const std::string& name, int code) {
-  return [name, code](const Event& e) { return e.name == name && e.code == code; };
+Match typed(EventType type, int code) {
+  return [type, code](const Event& e) { return e.type == type && e.code == code; };
 }
 
-Match forOrder(const std::string& name, const std::string& serial, int code) {
-  return [name, serial, code](const Event& e) {
-    return e.name == name && e.clientSerial == serial && e.code == code;
+Match forOrder(EventType type, const std::string& serial, int code) {
+  return [type, serial, code](const Event& e) { return e.about(type, serial) && e.code == code; };
+}
+
+Match lastOf(EventType type, int requestId) {
+  return [type, requestId](const Event& e) {
+    return e.type == type && e.requestId == requestId && e.isLast;
   };
 }
 
-Match lastOf(const std::string& name, int requestId) {
-  return [name, requestId](const Event& e) {
-    return e.name == name && e.requestId == requestId && e.isLast;
-  };
-}
+// The five queries, in the order the scripted day makes them: the prompt's
+// command (and the day's name for it), the request and its answer.
+using Session = kestrel::ITradeSession;
+struct QueryKind {
+  const char* command;
+  kestrel::ResultStatus (*request)(Session&, int requestId);
+  EventType response;
+};
+
+const QueryKind kQueries[] = {
+    {"positions", [](Session& s, int id) { return s.reqQryPosition(id); },
+     EventType::kPositionsResponse},
+    {"details", [](Session& s, int id) { return s.reqQryPositionDetail(id, {}); },
+     EventType::kPositionDetailsResponse},
+    {"orders", [](Session& s, int id) { return s.reqQryOrder(id); }, EventType::kOrdersResponse},
+    {"fills", [](Session& s, int id) { return s.reqQryFill(id); }, EventType::kFillsResponse},
+    {"funds", [](Session& s, int id) { return s.reqQryTradingAccount(id); },
+     EventType::kAccountFundsResponse},
+};
 
 // The steps of a day: each waits for the events it expects and notes what
 // did not come. After a definitive failure (the login refused, the
@@ -74,12 +91,14 @@ class Script {
     return false;
   }
 
-  // Makes a request (unless the day stopped) and waits for its last record.
-  void query(const std::string& what, const Query& request, const std::string& response) {
+  // Makes a query (unless the day stopped) and waits for its last record.
+  void query(const QueryKind& query) {
     if (stopped()) return;
     const int id = s_.nextRequestId();
-    s_.host().note(what + " req=" + std::to_string(id));
-    if (accepted(what, request(s_.session(), id))) expect(response, lastOf(response, id));
+    s_.host().note(std::string(query.command) + " req=" + std::to_string(id));
+    if (accepted(query.command, query.request(s_.session(), id))) {
+      expect(nameOf(query.response), lastOf(query.response, id));
+    }
   }
 
   // Sends a buy unless the day stopped; its client serial, or an empty text.
@@ -97,26 +116,17 @@ class Script {
 
 double tickRound(double price) { return std::floor(price + 0.5); }
 
-// The five queries, by the names the scripted day and the prompt give them.
-const Query kFunds = [](kestrel::ITradeSession& s, int id) { return s.reqQryTradingAccount(id); };
-const Query kPositions = [](kestrel::ITradeSession& s, int id) { return s.reqQryPosition(id); };
-const Query kDetails = [](kestrel::ITradeSession& s, int id) {
-  return s.reqQryPositionDetail(id, kestrel::PositionDetailReq{});
-};
-const Query kOrders = [](kestrel::ITradeSession& s, int id) { return s.reqQryOrder(id); };
-const Query kFills = [](kestrel::ITradeSession& s, int id) { return s.reqQryFill(id); };
-
 }  // namespace
 
 bool openSession(DemoSession& s, std::vector<std::string>& missing) {
   Script script(s);
   s.host().note("connect " + s.settings().address);
   bool ok = script.accepted("connect", s.session().connect()) &&
-            script.expect("onConnected", named("onConnected", 0));
+            script.expect("onConnected", typed(EventType::kConnected, 0));
   if (ok) {
     s.host().note("login " + s.settings().user);
     ok = script.accepted("login", s.session().login()) &&
-         script.expect("onLogin with code 0", named("onLogin", 0));
+         script.expect("onLogin with code 0", typed(EventType::kLogin, 0));
   }
   if (ok) {
     // The counter names the fund account after the login; until then the
@@ -131,7 +141,7 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
       if (status.code == -3) std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     ok = script.accepted("a fund account", status) &&
-         script.expect("onAccountFundsResponse", lastOf("onAccountFundsResponse", id));
+         script.expect("onAccountFundsResponse", lastOf(EventType::kAccountFundsResponse, id));
   }
   missing.insert(missing.end(), script.missing().begin(), script.missing().end());
   return ok;
@@ -153,8 +163,8 @@ int runTradingDay(DemoSession& s) {
     const std::string bought = script.buy(instrument, 1, 0);
     double market = 0;
     if (script.accepted("buy at any price", kestrel::ResultStatus{bought.empty() ? -1 : 0, ""}) &&
-        script.expect("onOrderFilled for the buy", forOrder("onOrderFilled", bought, 0)) &&
-        script.expect("onFill for the buy", forOrder("onFill", bought, 0), &fill)) {
+        script.expect("onOrderFilled for the buy", forOrder(EventType::kOrderFilled, bought, 0)) &&
+        script.expect("onFill for the buy", forOrder(EventType::kFill, bought, 0), &fill)) {
       market = fill.price;
     }
 
@@ -163,35 +173,33 @@ int runTradingDay(DemoSession& s) {
       const std::string resting = script.buy(instrument, 1, tickRound(market * 0.98));
       if (!resting.empty() &&
           script.expect("onOrderAccepted for the resting order",
-                        forOrder("onOrderAccepted", resting, 0)) &&
+                        forOrder(EventType::kOrderAccepted, resting, 0)) &&
           script.accepted("cancel", s.cancel(resting))) {
         script.expect("onOrderCanceled for the resting order",
-                      forOrder("onOrderCanceled", resting, 0));
+                      forOrder(EventType::kOrderCanceled, resting, 0));
       }
 
       // Far more than the account can pay for: the counter refuses it.
       const std::string tooLarge = script.buy(instrument, kMaxOrderLots, tickRound(market));
       if (!tooLarge.empty()) {
-        script.expect("onOrderRejected by the counter", forOrder("onOrderRejected", tooLarge, -1));
+        script.expect("onOrderRejected by the counter",
+                      forOrder(EventType::kOrderRejected, tooLarge, -1));
       }
 
       // Half the market price is outside the exchange's price band.
       const std::string outOfBand = script.buy(instrument, 1, tickRound(market * 0.5));
       if (!outOfBand.empty()) {
-        script.expect("onOrderRejected by the exchange", forOrder("onOrderRejected", outOfBand, 0));
+        script.expect("onOrderRejected by the exchange",
+                      forOrder(EventType::kOrderRejected, outOfBand, 0));
       }
     }
 
-    script.query("positions", kPositions, "onPositionsResponse");
-    script.query("position details", kDetails, "onPositionDetailsResponse");
-    script.query("orders", kOrders, "onOrdersResponse");
-    script.query("fills", kFills, "onFillsResponse");
-    script.query("funds", kFunds, "onAccountFundsResponse");
+    for (const QueryKind& query : kQueries) script.query(query);
 
     if (!script.stopped()) {
       s.host().note("logout");
       if (script.accepted("logout", s.session().logout())) {
-        script.expect("onLogout with code 0", named("onLogout", 0));
+        script.expect("onLogout with code 0", typed(EventType::kLogout, 0));
       }
     }
     missing.insert(missing.end(), script.missing().begin(), script.missing().end());
@@ -200,8 +208,8 @@ int runTradingDay(DemoSession& s) {
   const kestrel::ResultStatus released = s.release();
   if (released.code != 0) missing.push_back("release answered " + std::to_string(released.code));
   Event disconnected;
-  if (s.host().waitFor(named("onDisconnected", 0), std::chrono::milliseconds(0), &disconnected) !=
-      WaitResult::kFound) {
+  if (s.host().waitFor(typed(EventType::kDisconnected, 0), std::chrono::milliseconds(0),
+                       &disconnected) != WaitResult::kFound) {
     missing.push_back("onDisconnected before release returned");
   }
 
@@ -221,19 +229,24 @@ int runTradingDay(DemoSession& s) {
 
 namespace {
 
-const char kHelp[] =
-    "commands:\n"
-    "  buy|sell INSTRUMENT QTY PRICE [open|close|closetoday]\n"
-    "      INSTRUMENT  CODE.EXCHANGE (rb2410.SHFE), or a code whose exchange the demo\n"
-    "                  knows from its product (rb2410, IF2409, 600000)\n"
-    "      QTY         lots, a whole number from 1 to 1000000\n"
-    "      PRICE       0 (any price) or a limit price up to 100000000 (3650, 3650.5)\n"
-    "      open (the default), close (earlier positions) or closetoday\n"
-    "  cancel ID       the order the demo printed as ID (000001, or 1)\n"
-    "  funds | positions | details | orders | fills\n"
-    "  help | quit\n"
-    "A line is refused whole, and nothing of it is sent, when any part of it is\n"
-    "wrong or it is longer than 1023 bytes.\n";
+std::string helpText() {
+  std::string queries;
+  for (const QueryKind& query : kQueries) {
+    queries += (queries.empty() ? "  " : " | ") + std::string(query.command);
+  }
+  return "commands:\n"
+         "  buy|sell INSTRUMENT QTY PRICE [open|close|closetoday]\n"
+         "      INSTRUMENT  CODE.EXCHANGE (rb2410.SHFE), or a code whose exchange the demo\n"
+         "                  knows from its product (rb2410, IF2409, 600000)\n"
+         "      QTY         lots, a whole number from 1 to 1000000\n"
+         "      PRICE       0 (any price) or a limit price up to 100000000 (3650, 3650.5)\n"
+         "      open (the default), close (earlier positions) or closetoday\n"
+         "  cancel ID       the order the demo printed as ID (000001, or 1)\n" +
+         queries +
+         "\n  help | quit\n"
+         "A line is refused whole, and nothing of it is sent, when any part of it is\n"
+         "wrong, it holds a control byte or it is longer than 1023 bytes.\n";
+}
 
 constexpr double kMaxPrice = 100000000;
 constexpr long long kMaxSerial = 999999;
@@ -254,7 +267,7 @@ class Prompt {
     for (std::string arg; words >> arg;) args.push_back(arg);
     if (command == "quit" || command == "exit") return false;
     if (command == "help") {
-      std::fprintf(out_, "%s", kHelp);
+      std::fprintf(out_, "%s", helpText().c_str());
     } else if (command == "buy" || command == "sell") {
       order(command, args);
     } else if (command == "cancel") {
@@ -274,7 +287,7 @@ class Prompt {
     } else {
       s_.host().note("logout");
       if (s_.session().logout().code == 0)
-        wait([](const Event& e) { return e.name == "onLogout"; });
+        wait([](const Event& e) { return e.type == EventType::kLogout; });
     }
     (void)s_.release();
   }
@@ -348,25 +361,20 @@ class Prompt {
     const kestrel::ResultStatus status = s_.cancel(serial);
     if (status.code == -2) return refuse("cancel", status.message);
     if (!answered(status)) return;
-    const std::string key = serial;
-    wait([&key](const Event& e) { return e.name == "onOrderCanceled" && e.clientSerial == key; });
+    wait([&serial](const Event& e) { return e.about(EventType::kOrderCanceled, serial); });
   }
 
   // The five queries; false for a name that is none of them.
   bool query(const std::string& command, const std::vector<std::string>& args) {
-    static const std::pair<const char*, const Query*> kQueries[] = {
-        {"funds", &kFunds},   {"positions", &kPositions}, {"details", &kDetails},
-        {"orders", &kOrders}, {"fills", &kFills},
-    };
-    for (const auto& [name, request] : kQueries) {
-      if (command != name) continue;
+    for (const QueryKind& query : kQueries) {
+      if (command != query.command) continue;
       if (!args.empty()) {
         refuse(command, "takes no arguments");
         return true;
       }
       const int id = s_.nextRequestId();
       s_.host().note(command + " req=" + std::to_string(id));
-      if (answered((*request)(s_.session(), id))) {
+      if (answered(query.request(s_.session(), id))) {
         wait([id](const Event& e) { return e.requestId == id && e.isLast; });
       }
       return true;
@@ -397,7 +405,7 @@ int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
     for (const std::string& what : missing) std::fprintf(stderr, "missing: %s\n", what.c_str());
     return 1;
   }
-  std::fprintf(out, "%s", kHelp);
+  std::fprintf(out, "%s", helpText().c_str());
   Prompt prompt(s, out);
   LineReader reader(in);
   std::string line;
@@ -406,9 +414,8 @@ int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
     std::fflush(out);
     const LineReader::Result read = reader.next(line);
     if (read == LineReader::Result::kEnd) break;
-    if (read == LineReader::Result::kTooLong) {
-      std::fprintf(out, "a line of %s bytes, refused whole: a line holds at most %zu bytes\n",
-                   line.c_str(), LineReader::kMaxLine);
+    if (read == LineReader::Result::kRefused) {
+      std::fprintf(out, "%s\n", line.c_str());
       continue;
     }
     if (!prompt.run(line)) break;
