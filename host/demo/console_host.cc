@@ -89,6 +89,7 @@ std::string orderDetails(const Record* record, Event& event) {
   if (record == nullptr) return "(no record)";
   event.hasRecord = true;
   event.instrument = instrumentOf(record->codeId);
+  event.clientPrefix = record->clientId.prefix;
   event.clientSerial = record->clientId.serial;
   event.exchangeOrderId = record->exchangeOrderId;
   event.statusMessage = utf8(record->statusMessage);
@@ -106,6 +107,7 @@ std::string fillDetails(const kestrel::FillRecord* record, Event& event) {
   if (record == nullptr) return "(no record)";
   event.hasRecord = true;
   event.instrument = instrumentOf(record->codeId);
+  event.clientPrefix = record->clientId.prefix;
   event.clientSerial = record->clientId.serial;
   event.exchangeOrderId = record->fillReference2;
   event.volume = record->volume;
@@ -290,6 +292,12 @@ WaitResult ConsoleHost::waitFor(const std::function<bool(const Event&)>& match,
 std::vector<Event> ConsoleHost::events() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return events_;
+}
+
+void ConsoleHost::clearFailure() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  failure_ = kNone;
+  failureReported_ = false;
 }
 
 bool ConsoleHost::failure(Event& event) const {

@@ -1,5 +1,6 @@
 #include "host/demo/trading_day.h"
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -20,49 +21,100 @@ Match named(const std::string& name, int code) {
   return [name, code](const Event& e) { return e.name == name && e.code == code; };
 }
 
-Match forOrder(const std::string& name, const std::string& serial, int code) {
-  return [name, serial, code](const Event& e) {
-    return e.name == name && e.clientSerial == serial && e.code == code;
-  };
-}
-
 Match lastOf(const std::string& name, int requestId) {
   return [name, requestId](const Event& e) {
     return e.name == name && e.requestId == requestId && e.isLast;
   };
 }
 
+// The five queries, by the names the scripted day and the prompt give them.
+const Query kFunds = [](kestrel::ITradeSession& s, int id) { return s.reqQryTradingAccount(id); };
+const Query kPositions = [](kestrel::ITradeSession& s, int id) { return s.reqQryPosition(id); };
+const Query kDetails = [](kestrel::ITradeSession& s, int id) {
+  return s.reqQryPositionDetail(id, kestrel::PositionDetailReq{});
+};
+const Query kOrders = [](kestrel::ITradeSession& s, int id) { return s.reqQryOrder(id); };
+const Query kFills = [](kestrel::ITradeSession& s, int id) { return s.reqQryFill(id); };
+
 // The steps of a day: each waits for the events it expects and notes what
 // did not come. After a definitive failure (the login refused, the
 // connection lost) every later step does nothing: what it waits for cannot
-// come.
+// come. A script that rides out a lost connection (the trading day's) opens
+// a new session instead, once, and goes on there.
 class Script {
  public:
-  explicit Script(DemoSession& session) : s_(session) {}
+  explicit Script(DemoSession& session, bool ridesOutLostConnection = false)
+      : s_(session), ridesOut_(ridesOutLostConnection) {}
 
-  bool expect(const std::string& what, const Match& match, Event* found = nullptr) {
-    if (stopped()) return false;
-    Event event;
-    switch (s_.host().waitFor(match, s_.settings().timeout, &event)) {
-      case WaitResult::kFound:
-        break;
-      case WaitResult::kTimedOut:
-        missing_.push_back(what);
-        s_.host().note("MISSING: " + what);
-        return false;
-      case WaitResult::kFailed:
-        s_.host().note("STOPPED while waiting for " + what);
-        return false;
+  // Waits for the event `match` finds. When the connection is lost meanwhile
+  // and the day goes on in a new session, waits there once more, unless
+  // `again` is false (the caller asks anew).
+  bool expect(const std::string& what, const Match& match, Event* found = nullptr,
+              bool again = true) {
+    const int sessions = sessions_;
+    for (;;) {
+      if (stopped() || (sessions_ != sessions && !again)) return false;
+      Event event;
+      switch (s_.host().waitFor(match, s_.settings().timeout, &event)) {
+        case WaitResult::kFound:
+          s_.learn(event);
+          if (found != nullptr) *found = event;
+          return true;
+        case WaitResult::kTimedOut:
+          missing_.push_back(what);
+          s_.host().note("MISSING: " + what);
+          return false;
+        case WaitResult::kFailed:
+          if (stopped()) {
+            s_.host().note("STOPPED while waiting for " + what);
+            return false;
+          }
+          break;
+      }
     }
-    s_.learn(event);
-    if (found != nullptr) *found = event;
-    return true;
   }
 
-  // The definitive failure the day ran into, if it did.
-  bool stopped() const {
+  // Waits for the event `name` with `code` of the demo's order `serial`. An
+  // order event or fill that the demo cannot attribute to any order (pushed
+  // under a made-up or empty client id, ahead of the order's reply) makes it
+  // ask for the orders: the event after each order record carries the
+  // demo's own client id. The counter's refusal of the order ends the wait:
+  // a counter may refuse any order, and what the step waited for cannot come.
+  bool expectOrder(const std::string& what, const std::string& name, const std::string& serial,
+                   int code, Event* found = nullptr) {
+    const Match mine = [this, name, serial, code](const Event& e) {
+      return e.name == name && e.code == code && s_.ownerOf(e) == serial;
+    };
+    const Match refused = [this, serial](const Event& e) {
+      return e.name == "onOrderRejected" && e.code != 0 && s_.ownerOf(e) == serial;
+    };
+    for (;;) {
+      Event event;
+      if (!expect(
+              what, [&](const Event& e) { return mine(e) || refused(e) || s_.unnamed(e); },
+              &event)) {
+        return false;
+      }
+      if (!mine(event) && refused(event)) {
+        s_.host().note("order " + serial + " refused by the counter: no " + what);
+        return false;
+      }
+      if (!mine(event)) {
+        s_.askedAbout(event);
+        reconcile("an event of an order the demo cannot name yet", &event);
+      }
+      if (mine(event)) {
+        if (found != nullptr) *found = event;
+        return true;
+      }
+    }
+  }
+
+  // The definitive failure the day ran into, if it did and could not go on
+  // in a new session.
+  bool stopped() {
     Event failure;
-    return s_.host().failure(failure);
+    return s_.host().failure(failure) && !goOnInNewSession();
   }
 
   bool accepted(const std::string& what, const kestrel::ResultStatus& status) {
@@ -74,12 +126,41 @@ class Script {
     return false;
   }
 
-  // Makes a request (unless the day stopped) and waits for its last record.
-  void query(const std::string& what, const Query& request, const std::string& response) {
-    if (stopped()) return;
-    const int id = s_.nextRequestId();
-    s_.host().note(what + " req=" + std::to_string(id));
-    if (accepted(what, request(s_.session(), id))) expect(response, lastOf(response, id));
+  // Makes a request (unless the day stopped) and waits for its last record;
+  // asks again when the day went on in a new session meanwhile. Returns the
+  // request number whose answer came, or 0.
+  int query(const std::string& what, const Query& request, const std::string& response) {
+    for (;;) {
+      if (stopped()) return 0;
+      const int sessions = sessions_;
+      const int id = s_.nextRequestId();
+      s_.host().note(what + " req=" + std::to_string(id));
+      if (!accepted(what, request(s_.session(), id))) return 0;
+      if (sessions_ != sessions) continue;
+      if (expect(response, lastOf(response, id), nullptr, false)) return id;
+      if (sessions_ == sessions) return 0;
+    }
+  }
+
+  // Asks for the orders and learns from the answer whose order each record
+  // is (the funds' answer comes behind the events that follow the records).
+  // With `about`, asks again after a pause until that event's order is
+  // named, for at most the settings' timeout: until the order's reply
+  // reaches the plug-in, its events carry the made-up id, in the order
+  // query's answer too.
+  void reconcile(const std::string& why, const Event* about = nullptr) {
+    s_.host().note(why + ": the orders, as the counter holds them");
+    const auto deadline = std::chrono::steady_clock::now() + s_.settings().timeout;
+    for (;;) {
+      const int id = query("orders", kOrders, "onOrdersResponse");
+      if (id == 0 || query("funds", kFunds, "onAccountFundsResponse") == 0) return;
+      s_.learnFromOrderQuery(s_.host().events(), id);
+      if (about == nullptr || !s_.ownerOf(*about).empty() ||
+          std::chrono::steady_clock::now() >= deadline) {
+        return;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
   }
 
   // Sends a buy unless the day stopped; its client serial, or an empty text.
@@ -89,22 +170,34 @@ class Script {
   }
 
   std::vector<std::string>& missing() { return missing_; }
+  // 1, or 2 once the day went on in a new session.
+  int sessions() const { return sessions_; }
 
  private:
+  // After a lost connection, once: a new session, where the counter resumes
+  // the day; the order and fill queries tell what became of the orders.
+  bool goOnInNewSession() {
+    Event failure;
+    if (!ridesOut_ || !s_.host().failure(failure) || failure.name != "onDisconnected") return false;
+    ridesOut_ = false;  // once; and not again from the steps below
+    s_.host().note(failureText(failure) + ": the day goes on in a new session");
+    if (!s_.replaceLostSession()) return false;
+    s_.host().clearFailure();
+    ++sessions_;
+    expect("onDisconnected of the lost session", named("onDisconnected", 0));
+    if (!openSession(s_, missing_)) return false;
+    reconcile("after the lost connection");
+    query("fills", kFills, "onFillsResponse");
+    return !stopped();
+  }
+
   DemoSession& s_;
+  bool ridesOut_;
+  int sessions_ = 1;
   std::vector<std::string> missing_;
 };
 
 double tickRound(double price) { return std::floor(price + 0.5); }
-
-// The five queries, by the names the scripted day and the prompt give them.
-const Query kFunds = [](kestrel::ITradeSession& s, int id) { return s.reqQryTradingAccount(id); };
-const Query kPositions = [](kestrel::ITradeSession& s, int id) { return s.reqQryPosition(id); };
-const Query kDetails = [](kestrel::ITradeSession& s, int id) {
-  return s.reqQryPositionDetail(id, kestrel::PositionDetailReq{});
-};
-const Query kOrders = [](kestrel::ITradeSession& s, int id) { return s.reqQryOrder(id); };
-const Query kFills = [](kestrel::ITradeSession& s, int id) { return s.reqQryFill(id); };
 
 }  // namespace
 
@@ -146,15 +239,15 @@ int runTradingDay(DemoSession& s) {
     return 1;
   }
   if (openSession(s, missing)) {
-    Script script(s);
+    Script script(s, /*ridesOutLostConnection=*/true);
 
     // A buy at any price fills at the market; its price anchors the rest.
     Event fill;
     const std::string bought = script.buy(instrument, 1, 0);
     double market = 0;
     if (script.accepted("buy at any price", kestrel::ResultStatus{bought.empty() ? -1 : 0, ""}) &&
-        script.expect("onOrderFilled for the buy", forOrder("onOrderFilled", bought, 0)) &&
-        script.expect("onFill for the buy", forOrder("onFill", bought, 0), &fill)) {
+        script.expectOrder("onOrderFilled for the buy", "onOrderFilled", bought, 0) &&
+        script.expectOrder("onFill for the buy", "onFill", bought, 0, &fill)) {
       market = fill.price;
     }
 
@@ -162,23 +255,22 @@ int runTradingDay(DemoSession& s) {
       // A limit buy below the market rests until it is cancelled.
       const std::string resting = script.buy(instrument, 1, tickRound(market * 0.98));
       if (!resting.empty() &&
-          script.expect("onOrderAccepted for the resting order",
-                        forOrder("onOrderAccepted", resting, 0)) &&
+          script.expectOrder("onOrderAccepted for the resting order", "onOrderAccepted", resting,
+                             0) &&
           script.accepted("cancel", s.cancel(resting))) {
-        script.expect("onOrderCanceled for the resting order",
-                      forOrder("onOrderCanceled", resting, 0));
+        script.expectOrder("onOrderCanceled for the resting order", "onOrderCanceled", resting, 0);
       }
 
       // Far more than the account can pay for: the counter refuses it.
       const std::string tooLarge = script.buy(instrument, kMaxOrderLots, tickRound(market));
       if (!tooLarge.empty()) {
-        script.expect("onOrderRejected by the counter", forOrder("onOrderRejected", tooLarge, -1));
+        script.expectOrder("onOrderRejected by the counter", "onOrderRejected", tooLarge, -1);
       }
 
       // Half the market price is outside the exchange's price band.
       const std::string outOfBand = script.buy(instrument, 1, tickRound(market * 0.5));
       if (!outOfBand.empty()) {
-        script.expect("onOrderRejected by the exchange", forOrder("onOrderRejected", outOfBand, 0));
+        script.expectOrder("onOrderRejected by the exchange", "onOrderRejected", outOfBand, 0);
       }
     }
 
@@ -188,11 +280,13 @@ int runTradingDay(DemoSession& s) {
     script.query("fills", kFills, "onFillsResponse");
     script.query("funds", kFunds, "onAccountFundsResponse");
 
-    if (!script.stopped()) {
+    // Logged out again in the session that replaced a lost one.
+    for (int sessions = 0; !script.stopped() && sessions != script.sessions();) {
+      sessions = script.sessions();
       s.host().note("logout");
-      if (script.accepted("logout", s.session().logout())) {
-        script.expect("onLogout with code 0", named("onLogout", 0));
-      }
+      if (!script.accepted("logout", s.session().logout())) break;
+      if (sessions != script.sessions()) continue;
+      if (script.expect("onLogout with code 0", named("onLogout", 0), nullptr, false)) break;
     }
     missing.insert(missing.end(), script.missing().begin(), script.missing().end());
   }
