@@ -178,9 +178,9 @@ class ChaosHost : public ITradeSessionSpi {
 // it fills at once, at 3600 it rests, at 1825 the exchange refuses it, and
 // 1e5 lots are more than the account can pay for); "cancel SERIAL SEEN_AS"
 // (the order accepted as SEEN_AS, cancelled as the host's SERIAL); "orders",
-// "positions" (the queries); "login"; "reconnect" (release, open a new
-// session, ask for the orders); "lost" (wait until the connection is lost);
-// "logout".
+// "positions" (the queries); "login"; "again" (connect the session again);
+// "reconnect" (release, open a new session, ask for the orders); "lost" (wait
+// until the connection is lost); "logout".
 struct Case {
   const char* name;
   const char* chaos;
@@ -199,21 +199,31 @@ const Case kCases[] = {
      "open; buy A 3700; buy B 3600; cancel B ?2",
      {"accepted ?1", "filled ?1", "fill none", "accepted ?2", "canceled 0 B"}},
     // The order query after them: the event after the record carries the
-    // host's id (ChaosReconcile).
+    // host's id (ChaosReconciliation).
     {"PushesBeforeReplyThenOrders",
      "pushes_before_reply = 1",
      "open; buy A 3700; orders",
      {"accepted ?1", "filled ?1", "fill none", "order ?1 全部成交", "filled A"}},
+    // A reply held back until the answers of the next request, the order
+    // query: that query still reports the order under the made-up id, the
+    // next one under the host's.
+    {"HeldReplyThenOrders",
+     "reorder_replies = 1",
+     "open; buy A 3700; orders; orders",
+     {"accepted ?1", "filled ?1", "fill none", "order ?1 全部成交", "filled ?1",
+      "order ?1 全部成交", "filled A"}},
     {"DuplicatePushes",
      "duplicate_pushes = 1",
      "open; buy A 3700",
      {"accepted A", "accepted A", "filled A", "filled A", "fill A", "fill A"}},
     // Every kind of push twice: an order filled in three parts, a cancel,
-    // two orders the exchange refuses alike, one the counter refuses (its
-    // error push twice, reported once: ChaosDeduplication).
+    // two cancels the counter refuses alike, two orders the exchange refuses
+    // alike, one the counter refuses (the error pushes twice, each refusal
+    // reported once: ChaosDeduplication).
     {"DuplicatesOfEveryKind",
      "duplicate_pushes = 1",
-     "open; buy A 3700 3; buy B 3600; cancel B B; buy C 1825; buy D 1825; buy E 3650 100000",
+     "open; buy A 3700 3; buy B 3600; cancel B B; cancel B B; cancel B B; buy C 1825; buy D 1825; "
+     "buy E 3650 100000",
      {"accepted A",
       "accepted A",
       "filled A",
@@ -232,6 +242,8 @@ const Case kCases[] = {
       "accepted B",
       "canceled 0 B",
       "canceled 0 B",
+      "canceled -1 B [msg=委托已撤单，不能重复撤单]",
+      "canceled -1 B [msg=委托已撤单，不能重复撤单]",
       "rejected 0 C",
       "rejected 0 C",
       "rejected 0 D",
@@ -270,18 +282,19 @@ const Case kCases[] = {
      "open; buy A 3700; lost; logout",
      {"accepted A", "filled A", kLost, "logout -12 [msg=未连接到柜台]"}},
     // After the drop the order resting at it gets no final event; a cancel,
-    // a query and a login answer 0 and are then refused.
+    // a query and a login answer 0 and are then refused; connect again
+    // answers 0 and does nothing.
     {"RequestsAfterDrop",
      "drop_after_events = 5",
-     "open; buy A 3600; lost; cancel A A; positions; login",
+     "open; buy A 3600; lost; cancel A A; positions; again; login",
      {"accepted A", kLost, "canceled -1 A [msg=未连接到柜台]",
       "positions -1 null [msg=未连接到柜台]", "login -11 [msg=未连接到柜台]"}},
-    // After logout, orders and queries answer 0 and are then refused.
+    // After logout, orders, cancels and queries answer 0 and are then refused.
     {"RequestsAfterLogout",
      "",
-     "open; buy A 3700; logout; buy B 3700; positions",
-     {"accepted A", "filled A", "fill A", "logout 0", "rejected -1 B [msg=资金账号未登录]",
-      "positions -1 null [msg=资金账号未登录]"}},
+     "open; buy A 3600; logout; cancel A A; buy B 3700; positions",
+     {"accepted A", "logout 0", "canceled -1 A [msg=资金账号未登录]",
+      "rejected -1 B [msg=资金账号未登录]", "positions -1 null [msg=资金账号未登录]"}},
 };
 
 // The index of the case named `name` in kCases.
@@ -363,6 +376,10 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
       ASSERT_EQ(session_->login().code, 0);
       return;
     }
+    if (op == "again") {
+      ASSERT_EQ(session_->connect().code, 0);
+      return;
+    }
     if (op == "orders" || op == "positions") {
       // 0 also after a drop or a logout: the counter refuses it through an event.
       ASSERT_EQ((op == "orders" ? session_->reqQryOrder(++requestId_)
@@ -393,6 +410,7 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
       cancel.clientId = ClientId{kPrefix, serial};
       ASSERT_TRUE(host_.exchangeIdOf(seenAs, cancel.exchangeOrderId)) << seenAs;
       ASSERT_EQ(session_->cancelOrder(++requestId_, cancel).code, 0);
+      cancelsOf_[serial].push_back(requestId_);
     } else {
       ASSERT_EQ(op, "reconnect");
       ITradeSession* old = session_;
@@ -407,8 +425,9 @@ class Chaos : public ::testing::TestWithParam<std::tuple<int, bool>> {
   ChaosHost host_;
   ITradeSession* session_ = nullptr;
   std::string address_, configPath_;
-  int connects_ = 0, funds_ = 0, requestId_ = 0;  // sent or awaited so far
-  std::map<std::string, int> requestOf_;          // the request number of each order sent
+  int connects_ = 0, funds_ = 0, requestId_ = 0;       // sent or awaited so far
+  std::map<std::string, int> requestOf_;               // the request number of each order sent
+  std::map<std::string, std::vector<int>> cancelsOf_;  // ... of each cancel, by order
 
   void runCase();
 };
@@ -448,19 +467,24 @@ TEST_P(ChaosDeduplication, TheKeyKeepsEveryOrderAndDropsOnlyRepeats) {
   ASSERT_NO_FATAL_FAILURE(runCase());
   int64_t filled = 0;
   const std::vector<std::string> kept = host_.kept(&filled);
-  EXPECT_EQ(kept, (std::vector<std::string>{
-                      "onOrderAccepted -1 CT@A 已报",
-                      "onOrderFilled -1 CT@A 部分成交",
-                      "onFill T00000001",
-                      "onFill T00000002",
-                      "onOrderFilled -1 CT@A 全部成交",
-                      "onFill T00000003",
-                      "onOrderAccepted -1 CT@B 已报",
-                      "onOrderCanceled -1 CT@B 已撤单",
-                      "onOrderRejected -1 CT@C 价格超出涨跌停板范围",
-                      "onOrderRejected -1 CT@D 价格超出涨跌停板范围",
-                      "onOrderRejected " + std::to_string(requestOf_["E"]) + " CT@E 可用资金不足",
-                  }));
+  const std::vector<int>& cancels = cancelsOf_["B"];
+  ASSERT_EQ(cancels.size(), 3u);
+  EXPECT_EQ(kept,
+            (std::vector<std::string>{
+                "onOrderAccepted -1 CT@A 已报",
+                "onOrderFilled -1 CT@A 部分成交",
+                "onFill T00000001",
+                "onFill T00000002",
+                "onOrderFilled -1 CT@A 全部成交",
+                "onFill T00000003",
+                "onOrderAccepted -1 CT@B 已报",
+                "onOrderCanceled -1 CT@B 已撤单",
+                "onOrderCanceled " + std::to_string(cancels[1]) + " CT@B 委托已撤单，不能重复撤单",
+                "onOrderCanceled " + std::to_string(cancels[2]) + " CT@B 委托已撤单，不能重复撤单",
+                "onOrderRejected -1 CT@C 价格超出涨跌停板范围",
+                "onOrderRejected -1 CT@D 价格超出涨跌停板范围",
+                "onOrderRejected " + std::to_string(requestOf_["E"]) + " CT@E 可用资金不足",
+            }));
   EXPECT_EQ(filled, 3);
 }
 
@@ -489,12 +513,14 @@ TEST_P(ChaosReconciliation, ByTheExchangeOrderId) {
     const bool own = who[0] != '?' && who != "none";
     lines.push_back(event + " " + who + " is " + (own ? who : owners[exchangeId]));
   }
-  const std::string name = kCases[std::get<0>(GetParam())].name;
-  EXPECT_EQ(lines, name == "PushesBeforeReplyThenOrders"
-                       ? (std::vector<std::string>{"accepted ?1 is A", "filled ?1 is A",
-                                                   "fill none is A", "filled A is A"})
-                       : (std::vector<std::string>{"accepted A is A", "filled A is A",
-                                                   "rejected B is B", "filled ?1 is A"}));
+  const std::map<std::string, std::vector<std::string>> expected = {
+      {"PushesBeforeReplyThenOrders",
+       {"accepted ?1 is A", "filled ?1 is A", "fill none is A", "filled A is A"}},
+      {"HeldReplyThenOrders",
+       {"accepted ?1 is A", "filled ?1 is A", "fill none is A", "filled ?1 is A", "filled A is A"}},
+      {"DropAfterEventsKeepsTheDay",
+       {"accepted A is A", "filled A is A", "rejected B is B", "filled ?1 is A"}}};
+  EXPECT_EQ(lines, expected.at(kCases[std::get<0>(GetParam())].name));
 }
 
 std::string answerMode(const ::testing::TestParamInfo<std::tuple<int, bool>>& info) {
@@ -509,6 +535,7 @@ INSTANTIATE_TEST_SUITE_P(Pushes, ChaosDeduplication,
 INSTANTIATE_TEST_SUITE_P(
     Orders, ChaosReconciliation,
     ::testing::Combine(::testing::Values(caseIndex("PushesBeforeReplyThenOrders"),
+                                         caseIndex("HeldReplyThenOrders"),
                                          caseIndex("DropAfterEventsKeepsTheDay")),
                        ::testing::Bool()),
     [](const ::testing::TestParamInfo<std::tuple<int, bool>>& info) {

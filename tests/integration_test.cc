@@ -215,8 +215,9 @@ TEST_P(RealStack, RequestsFromInsideCallbacks) {
             std::make_tuple(3, false))
       << "the close emptied the position";
   const HostEvent canceledEvent = host.eventsNamed("onOrderCanceled").at(0);
-  EXPECT_EQ(std::make_tuple(canceledEvent.status.code, canceledEvent.order->clientId.serial),
-            std::make_tuple(0, "4"));
+  EXPECT_EQ(std::make_tuple(canceledEvent.status.code, canceledEvent.requestId,
+                            canceledEvent.order->clientId.serial),
+            std::make_tuple(0, -1, "4"));
   const bool onThisThread = fills[0].thread == std::this_thread::get_id();
   EXPECT_EQ(onThisThread, GetParam()) << "synchronous answers come inside sendOrder";
 }
