@@ -20,6 +20,7 @@ execute_process(COMMAND ${EMULATOR} ${DUMP} ${WORK}/day.ksj
 if(NOT rc STREQUAL "0")
   message(FATAL_ERROR "journal_dump exited with ${rc}:\n${dump}")
 endif()
+string(REPLACE "\r" "" dump "${dump}")  # a Windows program's line ends
 
 # The entries without their clock, one list element each (a list separator
 # in a text would split it: none of the journal's texts holds one).
