@@ -58,13 +58,23 @@ class RealStack : public ::testing::TestWithParam<bool> {
 
   void connect(const std::string& text) {
     config = std::make_unique<CounterConfigFile>(text);
-    SessionConfig config;
-    config.userName = "tester";
-    config.password = "pw";
-    config.server.serverAddresses.push_back(AddressEntry{"tcp://127.0.0.1:5800", ""});
-    ASSERT_EQ(session->setConfig(config).code, 0);
-    ASSERT_EQ(session->registerSpi(&host).code, 0);
-    ASSERT_EQ(session->connect().code, 0);
+    start(*session, settingsAt("tcp://127.0.0.1:5800"), host);
+  }
+
+  // The settings of the user "tester" at the counter `address`.
+  static SessionConfig settingsAt(const std::string& address) {
+    SessionConfig settings;
+    settings.userName = "tester";
+    settings.password = "pw";
+    settings.server.serverAddresses.push_back(AddressEntry{address, ""});
+    return settings;
+  }
+
+  // Configures `s` with `settings` and `to` for its callbacks, and connects it.
+  static void start(ITradeSession& s, const SessionConfig& settings, RecordingHost& to) {
+    ASSERT_EQ(s.setConfig(settings).code, 0);
+    ASSERT_EQ(s.registerSpi(&to).code, 0);
+    ASSERT_EQ(s.connect().code, 0);
   }
 
   // kCounterConfig in this run's answer mode.
@@ -273,13 +283,9 @@ TEST_P(RealStack, RefusalsAndTheIdsOfQueryRecords) {
 // and a login is refused "not connected". A new session connects.
 TEST_P(RealStack, AConnectAfterAFailedConnectionDoesNothing) {
   config = std::make_unique<CounterConfigFile>(counterConfig());
-  SessionConfig settings;
-  settings.userName = "tester";
-  settings.password = "pw";
-  settings.server.serverAddresses.push_back(AddressEntry{"tcp://unreachable.invalid:7001", ""});
-  ASSERT_EQ(session->setConfig(settings).code, 0);
-  ASSERT_EQ(session->registerSpi(&host).code, 0);
-  ASSERT_EQ(session->connect().code, 0);
+  SessionConfig settings = settingsAt("tcp://unreachable.invalid:7001");
+  start(*session, settings, host);
+  if (HasFatalFailure()) return;
   host.waitFor("onDisconnected");
   settings.server.serverAddresses.front().address = "tcp://127.0.0.1:5800";
   ASSERT_EQ(session->setConfig(settings).code, 0);
@@ -295,9 +301,8 @@ TEST_P(RealStack, AConnectAfterAFailedConnectionDoesNothing) {
   ASSERT_EQ(failed->release().code, 0);
   host.clear();
   session = library.createTradeSession()();
-  ASSERT_EQ(session->setConfig(settings).code, 0);
-  ASSERT_EQ(session->registerSpi(&host).code, 0);
-  ASSERT_EQ(session->connect().code, 0);
+  start(*session, settings, host);
+  if (HasFatalFailure()) return;
   ASSERT_EQ(session->login().code, 0);
   host.waitFor("onLogin");
   EXPECT_EQ(host.summary(), "onConnected 0; onLogin 0");
@@ -434,13 +439,8 @@ TEST_P(RealStack, JoinAllWaitsUntilTheLastSessionIsReleased) {
   openSession();
   RecordingHost otherHost;
   ITradeSession* other = library.createTradeSession()();
-  SessionConfig settings;
-  settings.userName = "tester";
-  settings.password = "pw";
-  settings.server.serverAddresses.push_back(AddressEntry{"tcp://127.0.0.1:5801", ""});
-  ASSERT_EQ(other->setConfig(settings).code, 0);
-  ASSERT_EQ(other->registerSpi(&otherHost).code, 0);
-  ASSERT_EQ(other->connect().code, 0);
+  start(*other, settingsAt("tcp://127.0.0.1:5801"), otherHost);
+  if (HasFatalFailure()) return;
   otherHost.waitFor("onConnected");
   ITradeSession* first = session;
   session = nullptr;
