@@ -181,6 +181,21 @@ class Script {
     if (!ridesOut_ || !s_.host().failure(failure) || failure.name != "onDisconnected") return false;
     ridesOut_ = false;  // once; and not again from the steps below
     s_.host().note(failureText(failure) + ": the day goes on in a new session");
+    // The lost session still answers: each request it was given is refused
+    // through the callbacks. A funds query's refusal comes behind every
+    // answer still on its way; the session is released once it came.
+    const int barrier = s_.nextRequestId();
+    s_.host().note("funds req=" + std::to_string(barrier) + ", the lost session's last answer");
+    if (s_.session().reqQryTradingAccount(barrier).code == 0) {
+      // A first wait may end at once at the lost connection, which no wait
+      // has ended at yet; the next waits for the answer.
+      for (int wait = 0; wait < 2; ++wait) {
+        if (s_.host().waitFor(lastOf("onAccountFundsResponse", barrier), s_.settings().timeout) !=
+            WaitResult::kFailed) {
+          break;
+        }
+      }
+    }
     if (!s_.replaceLostSession()) return false;
     s_.host().clearFailure();
     ++sessions_;
