@@ -62,7 +62,8 @@ bool ChaosPlan::arrange(std::vector<Answer>& answers, std::vector<Answer>& late)
     } else if (isReply(a) && draw(chaos_.delayReplies)) {
       late.push_back(std::move(a));
     } else {
-      const bool twice = a.kind == AnswerKind::kPush && draw(chaos_.duplicatePushes);
+      const bool twice = (a.kind == AnswerKind::kPush || a.kind == AnswerKind::kErrorPush) &&
+                         draw(chaos_.duplicatePushes);
       out.push_back(std::move(a));
       if (twice) out.push_back(out.back());
     }
