@@ -23,6 +23,9 @@ of the release to what a Visual C++ release build carries:
                   age (llvm-pdbutil)
   build paths     no byte string of the build machine's folders (the source
                   and build folders given), in ASCII or UTF-16
+and the archive's README.txt: CRLF line ends, no Linux library names, the
+plug-in's and the demo's Windows names, the runtime, how to load from
+another folder, where the configuration is read, the symbols archive.
 
 Usage: release_binaries_test.py ZIP VERSION FLOOR_LIST LLVM_SUFFIX PATH...
 Prints one line per binary and every failure; exits 1 on any failure.
@@ -355,6 +358,24 @@ def main():
             print("%-48s %-6s cookie reads %5d  imports %-60s  %s" % (
                 shown, status, reads, " ".join(sorted(imports)), description))
             failures += ["%s: %s" % (shown, text) for text in own]
+
+        # The archive's README: Windows line ends and names, and what an
+        # integrator looks for in it.
+        readmes = [os.path.join(top, f) for top, _, files in os.walk(os.path.join(work, "release"))
+                   for f in files if f == "README.txt"]
+        if len(readmes) != 1:
+            failures.append("%d README.txt in the archive" % len(readmes))
+        else:
+            text = open(readmes[0], "rb").read()
+            if text.count(b"\n") != text.count(b"\r\n"):
+                failures.append("README.txt: line ends other than CRLF")
+            if re.search(rb"\.so\b|lib[A-Z][A-Za-z]*\.so", text):
+                failures.append("README.txt names Linux libraries")
+            for needed in (b"KSTraderAPIPluginXT.dll", b"demo_host.exe", b"2015",
+                           b"LOAD_WITH_ALTERED_SEARCH_PATH", b"config\\xt_config",
+                           os.path.basename(symbols_archive).encode()):
+                if needed not in text:
+                    failures.append("README.txt does not say %s" % needed.decode())
 
     for text in failures:
         print("FAILED: " + text)
