@@ -174,8 +174,9 @@ Function entry(HMODULE module, const char* name) {
 }
 
 // One session through the plug-in loaded as `plugin`: connect, login, an
-// order that fills, release; returns what failed, empty when nothing did.
-std::string tradeOnce(HMODULE plugin, int round) {
+// order that fills, release (or, without `trade`, connect and release at
+// once); returns what failed, empty when nothing did.
+std::string tradeOnce(HMODULE plugin, int round, bool trade = true) {
   const HMODULE common = GetModuleHandleW(L"Common.dll");
   auto* base = entry<std::shared_ptr<kestrel::BaseInformationMap>*>(common, kBaseInformationMap);
   auto add = entry<void (*)(kestrel::BaseInformationMap&)>(common, kAddChinaExchanges);
@@ -194,6 +195,7 @@ std::string tradeOnce(HMODULE plugin, int round) {
   if (session->setConfig(config).code != 0 || session->registerSpi(&host).code != 0 ||
       session->connect().code != 0 || host.await("onConnected") != 0) {
     failed = "connect";
+  } else if (!trade) {
   } else if (session->login().code != 0 || host.await("onLogin") != 0) {
     failed = "login as the user of the configuration beside the program";
   } else {
@@ -326,6 +328,9 @@ int main(int argc, char** argv) {
   bool measured = true;
   int completed = 0;
   std::string failed;
+  // After every tenth traded round one more: the plug-in loaded again, a
+  // session connected and released at once, the plug-in freed as soon as the
+  // vendor's threads ended (release() must leave no thread in its code).
   for (int round = 0; round < cycles && failed.empty(); ++round) {
     const int threadsBefore = threadCount();
     for (const wchar_t* name : {L"\\Common.dll", L"\\XtTraderApi.dll"}) {
@@ -340,6 +345,13 @@ int main(int argc, char** argv) {
     }
     const std::string traded = tradeOnce(module, round);
     if (!traded.empty()) failed = traded;
+    if (round % 10 == 9) {
+      if (!eventually([&] { return threadCount() <= threadsBefore; })) failed += " threads left";
+      FreeLibrary(module);
+      module = LoadLibraryExW(plugin.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+      const std::string released = module ? tradeOnce(module, round, false) : "reloading";
+      if (!released.empty()) failed += " " + released;
+    }
     // release() leaves a worker in the vendor library until its threads end:
     // the plug-in may be unloaded only after that (plugin/plugin_entry.h).
     if (!eventually([&] { return threadCount() <= threadsBefore; })) failed += " threads left";
