@@ -288,10 +288,15 @@ def main():
                     if beyond:
                         fail("imports from %s beyond the floor: %s" % (dll, " ".join(beyond)))
             msvcp = set(imports.get("msvcp140.dll", []))
-            for prefix, init in (("_Mtx_", "_Mtx_init_in_situ"), ("_Cnd_", "_Cnd_init_in_situ")):
-                if any(n.startswith(prefix) for n in msvcp) and init not in msvcp:
-                    fail("uses %s* without %s: its constructors need msvcp140.dll 14.40" %
-                         (prefix, init))
+            # Locking or waiting without initializing through the runtime
+            # means constexpr-constructed objects (the thread-exit
+            # notifications _Cnd_*_at_thread_exit touch no object of it).
+            for uses, init in (({"_Mtx_lock", "_Mtx_trylock", "_Mtx_unlock"}, "_Mtx_init_in_situ"),
+                               ({"_Cnd_wait", "_Cnd_timedwait", "_Cnd_signal", "_Cnd_broadcast"},
+                                "_Cnd_init_in_situ")):
+                if msvcp & uses and init not in msvcp:
+                    fail("uses %s without %s: its constructors need msvcp140.dll 14.40" %
+                         (" ".join(sorted(msvcp & uses)), init))
 
             flags = pe.dll_characteristics
             for bit, name in ((DYNAMIC_BASE, "DYNAMIC_BASE"), (HIGH_ENTROPY_VA, "HIGH_ENTROPY_VA"),
