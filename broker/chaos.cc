@@ -61,7 +61,7 @@ bool ChaosPlan::arrange(std::vector<Answer>& answers, std::vector<Answer>& late)
     if (a.kind == AnswerKind::kReply && rest != answers.end() && rest->kind == AnswerKind::kPush &&
         draw(chaos_.pushesBeforeReply)) {
       // The run of pushes that follows the reply goes out ahead of it.
-      log("push_before_reply", a);
+      a.fault = "push_before_reply";
       const auto end = std::find_if(rest, answers.end(),
                                     [](const Answer& b) { return b.kind != AnswerKind::kPush; });
       std::move(rest, end, std::back_inserter(out));
@@ -79,10 +79,13 @@ bool ChaosPlan::arrange(std::vector<Answer>& answers, std::vector<Answer>& late)
       log("late_reply", a);
       late.push_back(std::move(a));
     } else {
-      const bool twice = a.kind == AnswerKind::kPush && draw(chaos_.duplicatePushes);
-      if (twice) log("duplicate_push", a);
+      const bool twice = (a.kind == AnswerKind::kPush || a.kind == AnswerKind::kErrorPush) &&
+                         draw(chaos_.duplicatePushes);
       out.push_back(std::move(a));
-      if (twice) out.push_back(out.back());
+      if (twice) {
+        out.push_back(out.back());
+        out.back().fault = "duplicate_push";
+      }
     }
   }
   std::move(released.begin(), released.end(), std::back_inserter(out));
@@ -90,10 +93,20 @@ bool ChaosPlan::arrange(std::vector<Answer>& answers, std::vector<Answer>& late)
 
   const long long budget = chaos_.dropAfterEvents;
   sent_ += static_cast<long long>(answers.size() + late.size());
-  if (budget == 0 || sent_ < budget) return true;
-  const long long keep = static_cast<long long>(answers.size()) - (sent_ - budget);
-  answers.resize(static_cast<std::size_t>(std::max(0LL, keep)));
-  return false;
+  const bool goesOn = budget == 0 || sent_ < budget;
+  if (!goesOn) {
+    const long long keep = static_cast<long long>(answers.size()) - (sent_ - budget);
+    answers.resize(static_cast<std::size_t>(std::max(0LL, keep)));
+  }
+  // The faults that go out (a push sent twice, a reply after its pushes) are
+  // logged once the budget has cut what does not.
+  for (std::vector<Answer>* list : {&answers, &late}) {
+    for (Answer& a : *list) {
+      if (a.fault != nullptr) log(a.fault, a);
+      a.fault = nullptr;
+    }
+  }
+  return goesOn;
 }
 
 }  // namespace sim

@@ -4,11 +4,11 @@
 // The counter writes the answers of each request (or market step) in the
 // order a polite counter sends them; arrange() then rearranges that batch:
 // it drops the reply of a refusal whose error push follows, lets an accepted
-// order's pushes overtake its reply, sends pushes twice, holds replies back
-// until the next batch or hands them over to be delivered late, and counts
-// the answers against the connection's budget. Every choice is drawn from one
-// generator seeded from the configuration, so the same requests in the same
-// order misbehave the same way on every run and platform.
+// order's pushes overtake its reply, sends pushes (error pushes too) twice,
+// holds replies back until the next batch or hands them over to be delivered
+// late, and counts the answers against the connection's budget. Every choice
+// is drawn from one generator seeded from the configuration, so the same
+// requests in the same order misbehave the same way on every run and platform.
 //
 // Not thread-safe: the connection calls it with its own mutex held.
 #ifndef KESTREL_BROKER_CHAOS_H_

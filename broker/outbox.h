@@ -43,6 +43,7 @@ struct Answer {
   Event call;
   AnswerKind kind = AnswerKind::kOther;
   AnswerName name;
+  const char* fault = nullptr;  // what the chaos did to it, to log once it goes out
 };
 
 // A reply's outcome: error id 0 is success (sent without a text).

@@ -686,6 +686,15 @@ class DayBuilder::State {
           refuse(day_.orders[open.order], Outcome::kRefusedByCounter, text.c_str());
         }
         if (cancelPush && p != nullptr && p->cancel >= 0) cancels_[p->cancel].answered = true;
+        // The same error push again: a duplicate, not another refusal.
+        const std::string seen = std::to_string(e.object) + "/" + e.values;
+        if (!errorPushes_.insert(std::hash<std::string>()(seen)).second) {
+          anomaly(kDuplicatePush, open.order, e.offset,
+                  journal::operationName(e) + " req=" + std::to_string(r->m_nRequestID) +
+                      ": the same error push again",
+                  r->m_nRequestID);
+          break;
+        }
         anomaly(kErrorPush, open.order, e.offset,
                 journal::operationName(e) + " req=" + std::to_string(r->m_nRequestID) + " " +
                     std::to_string(r->m_nErrorID) + " " + text,
@@ -1041,6 +1050,7 @@ class DayBuilder::State {
   KeyMap<std::vector<std::function<void(int)>>> orphans_;  // pushes waiting for their reply
   KeyMap<uint64_t> orphanOffsets_;                         // the first of them
   std::unordered_map<int, std::unordered_set<std::size_t>> pushes_;  // per order: seen pushes
+  std::unordered_set<std::size_t> errorPushes_;                      // seen error pushes
   std::vector<Cancel> cancels_;
   std::vector<Handler> handlers_;
 };

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <exception>
-#include <future>
 #include <memory>
 #include <thread>
 
@@ -90,10 +89,24 @@ ResultStatus TradeSessionXT::release() {
     api_ = nullptr;
   }
   // With no host callback registered there is nobody to tell; the session is
-  // still stopped and destroyed.
+  // still stopped and destroyed. The host hears onDisconnected on a thread of
+  // its own, which is joined: when release() returns, no code of this library
+  // runs on it any more, so a host may unload the library once the vendor
+  // library's threads have ended (a thread-pool task would still be on its
+  // way out of this library's code). An exception the host throws there is
+  // rethrown to release()'s caller.
   if (hostSpi_ != nullptr) {
     ITradeSessionSpi* host = hostSpi_;
-    std::async(std::launch::async, [host] { host->onDisconnected(successStatus()); }).get();
+    std::exception_ptr thrown;
+    std::thread teller([host, &thrown] {
+      try {
+        host->onDisconnected(successStatus());
+      } catch (...) {
+        thrown = std::current_exception();
+      }
+    });
+    teller.join();
+    if (thrown) std::rethrow_exception(thrown);
   }
   delete this;
   return successStatus();

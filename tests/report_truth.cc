@@ -114,12 +114,15 @@ int checkChaos(const Day& day, const std::vector<Fault>& faults, bool stopped) {
   // The log's faults by request and order number (one counter connection).
   std::map<std::string, std::set<int>> byRequest;
   std::map<std::string, std::set<int>> byOrder;
-  std::map<int, int> duplicates;  // vendor order -> pushes sent twice
+  std::map<int, int> duplicates;  // vendor order -> order and deal pushes sent twice
+  std::set<int> errorDuplicates;  // requests whose error push was sent twice
   bool dropped = false;
   for (const Fault& f : faults) {
     byRequest[f.kind].insert(f.request);
     byOrder[f.kind].insert(f.order);
-    if (f.kind == "duplicate_push") ++duplicates[f.order];
+    const bool errorPush = f.callback.find("ErrorPush") != std::string::npos;
+    if (f.kind == "duplicate_push" && !errorPush) ++duplicates[f.order];
+    if (f.kind == "duplicate_push" && errorPush) errorDuplicates.insert(f.request);
     dropped = dropped || f.kind == "drop";
   }
   const auto logged = [&](const char* kind, int request) {
@@ -146,6 +149,8 @@ int checkChaos(const Day& day, const std::vector<Fault>& faults, bool stopped) {
     const auto requested = orderByRequest.find(f.request);
     if (f.kind == "push_before_reply") {
       if (casesWith(kPushBeforeReply, f.request) == 0) fail("not found: " + f.line);
+    } else if (f.kind == "duplicate_push" && f.callback.find("ErrorPush") != std::string::npos) {
+      if (casesWith(kDuplicatePush, f.request) == 0) fail("not found: " + f.line);
     } else if (f.kind == "duplicate_push") {
       if (order == orderByVendorOrder.end() ||
           day.orders[order->second].anomalies[kDuplicatePush] < duplicates[f.order])
@@ -168,6 +173,11 @@ int checkChaos(const Day& day, const std::vector<Fault>& faults, bool stopped) {
     }
   }
 
+  std::map<int, int> pushDuplicates;  // order -> its order and deal pushes reported twice
+  for (const AnomalyCase& c : day.anomalies[kDuplicatePush]) {
+    if (c.vendorRequest == 0) ++pushDuplicates[c.order];
+  }
+
   // None invented: every anomaly follows from a fault of the log, or from
   // the day's own script (the refusal it asks for, the end of a day that
   // stopped early or was dropped).
@@ -184,10 +194,15 @@ int checkChaos(const Day& day, const std::vector<Fault>& faults, bool stopped) {
       bool explained = false;
       switch (a) {
         case kPushBeforeReply:
-          explained = logged("push_before_reply", c.vendorRequest) || replyFault(c.vendorRequest);
+          // A drop can cut a batch between an order's first push and its reply.
+          explained = logged("push_before_reply", c.vendorRequest) || replyFault(c.vendorRequest) ||
+                      (dropped && o != nullptr && o->anomalies[kReplyMissing] > 0);
           break;
         case kDuplicatePush:
-          explained = o != nullptr && duplicates[o->vendorOrderId] >= o->anomalies[kDuplicatePush];
+          // An error push again names its request; an order or deal push its order.
+          explained = c.vendorRequest != 0
+                          ? errorDuplicates.count(c.vendorRequest) > 0
+                          : o != nullptr && duplicates[o->vendorOrderId] >= pushDuplicates[c.order];
           break;
         case kStateBackwards:
         case kCallbackWithoutEvent:

@@ -110,6 +110,7 @@ Event makeEvent(EventType type, const kestrel::ResultStatus& status, int request
 template <typename Record>
 std::string details(const Record& record, Event& event) {
   event.instrument = instrumentOf(record.codeId);
+  event.clientPrefix = record.clientId.prefix;
   event.clientSerial = record.clientId.serial;
   event.exchangeOrderId = record.exchangeOrderId;
   event.statusMessage = utf8(record.statusMessage);
@@ -124,6 +125,7 @@ std::string details(const Record& record, Event& event) {
 
 std::string details(const kestrel::FillRecord& record, Event& event) {
   event.instrument = instrumentOf(record.codeId);
+  event.clientPrefix = record.clientId.prefix;
   event.clientSerial = record.clientId.serial;
   event.exchangeOrderId = record.fillReference2;
   event.volume = record.volume;
@@ -294,6 +296,12 @@ WaitResult ConsoleHost::waitFor(const std::function<bool(const Event&)>& match,
 std::vector<Event> ConsoleHost::events() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return events_;
+}
+
+void ConsoleHost::clearFailure() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  failure_ = kNone;
+  failureReported_ = false;
 }
 
 bool ConsoleHost::failure(Event& event) const {

@@ -50,6 +50,7 @@ struct Event {
   int code = 0;
   std::string message;
   std::string instrument;  // code.EXCHANGE
+  std::string clientPrefix;
   std::string clientSerial;
   std::string exchangeOrderId;
   std::string statusMessage;
@@ -129,6 +130,10 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
 
   // The first definitive failure seen so far; false when there was none.
   bool failure(Event& event) const;
+  // The failure seen so far was dealt with (a lost connection, after which
+  // the host opened a new session): waits no longer end at it, and failure()
+  // reports the next one.
+  void clearFailure();
 
   // Prints a line of the host's own (not a callback), in order with the events.
   void note(const std::string& text);

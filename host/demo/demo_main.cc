@@ -150,7 +150,10 @@ int main(int argc, char** argv) {
   std::printf("plug-in: %s\n", library.getPluginInfo()());
 
   demo::ConsoleHost host(stdout);
-  demo::DemoSession demoSession(demo::configuredSession(library, settings, host), host, settings);
+  const auto newSession = [&library, &settings, &host] {
+    return demo::configuredSession(library, settings, host);
+  };
+  demo::DemoSession demoSession(newSession(), host, settings, newSession);
   return line.interactive ? demo::runInteractive(demoSession, stdin, stdout)
                           : demo::runTradingDay(demoSession);
 }

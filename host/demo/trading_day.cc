@@ -1,5 +1,6 @@
 #include "host/demo/trading_day.h"
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -17,10 +18,6 @@ using Match = std::function<bool(const Event&)>;
 
 Match typed(EventType type, int code) {
   return [type, code](const Event& e) { return e.type == type && e.code == code; };
-}
-
-Match forOrder(EventType type, const std::string& serial, int code) {
-  return [type, serial, code](const Event& e) { return e.about(type, serial) && e.code == code; };
 }
 
 Match lastOf(EventType type, int requestId) {
@@ -48,38 +45,89 @@ const QueryKind kQueries[] = {
     {"funds", [](Session& s, int id) { return s.reqQryTradingAccount(id); },
      EventType::kAccountFundsResponse},
 };
+const QueryKind& kOrders = kQueries[2];
+const QueryKind& kFills = kQueries[3];
+const QueryKind& kFunds = kQueries[4];
 
 // The steps of a day: each waits for the events it expects and notes what
 // did not come. After a definitive failure (the login refused, the
 // connection lost) every later step does nothing: what it waits for cannot
-// come.
+// come. A script that rides out a lost connection (the trading day's) opens
+// a new session instead, once, and goes on there.
 class Script {
  public:
-  explicit Script(DemoSession& session) : s_(session) {}
+  explicit Script(DemoSession& session, bool ridesOutLostConnection = false)
+      : s_(session), ridesOut_(ridesOutLostConnection) {}
 
-  bool expect(const std::string& what, const Match& match, Event* found = nullptr) {
-    if (stopped()) return false;
-    Event event;
-    switch (s_.host().waitFor(match, s_.settings().timeout, &event)) {
-      case WaitResult::kFound:
-        break;
-      case WaitResult::kTimedOut:
-        missing_.push_back(what);
-        s_.host().note("MISSING: " + what);
-        return false;
-      case WaitResult::kFailed:
-        s_.host().note("STOPPED while waiting for " + what);
-        return false;
+  // Waits for the event `match` finds. When the connection is lost meanwhile
+  // and the day goes on in a new session, waits there once more, unless
+  // `again` is false (the caller asks anew).
+  bool expect(const std::string& what, const Match& match, Event* found = nullptr,
+              bool again = true) {
+    const int sessions = sessions_;
+    for (;;) {
+      if (stopped() || (sessions_ != sessions && !again)) return false;
+      Event event;
+      switch (s_.host().waitFor(match, s_.settings().timeout, &event)) {
+        case WaitResult::kFound:
+          s_.learn(event);
+          if (found != nullptr) *found = event;
+          return true;
+        case WaitResult::kTimedOut:
+          missing_.push_back(what);
+          s_.host().note("MISSING: " + what);
+          return false;
+        case WaitResult::kFailed:
+          if (stopped()) {
+            s_.host().note("STOPPED while waiting for " + what);
+            return false;
+          }
+          break;
+      }
     }
-    s_.learn(event);
-    if (found != nullptr) *found = event;
-    return true;
   }
 
-  // The definitive failure the day ran into, if it did.
-  bool stopped() const {
+  // Waits for the event `name` with `code` of the demo's order `serial`. An
+  // order event or fill that the demo cannot attribute to any order (pushed
+  // under a made-up or empty client id, ahead of the order's reply) makes it
+  // ask for the orders: the event after each order record carries the
+  // demo's own client id. The counter's refusal of the order ends the wait:
+  // a counter may refuse any order, and what the step waited for cannot come.
+  bool expectOrder(const std::string& what, EventType type, const std::string& serial, int code,
+                   Event* found = nullptr) {
+    const Match mine = [this, type, serial, code](const Event& e) {
+      return e.type == type && e.code == code && s_.ownerOf(e) == serial;
+    };
+    const Match refused = [this, serial](const Event& e) {
+      return e.type == EventType::kOrderRejected && e.code != 0 && s_.ownerOf(e) == serial;
+    };
+    for (;;) {
+      Event event;
+      if (!expect(
+              what, [&](const Event& e) { return mine(e) || refused(e) || s_.unnamed(e); },
+              &event)) {
+        return false;
+      }
+      if (!mine(event) && refused(event)) {
+        s_.host().note("order " + serial + " refused by the counter: no " + what);
+        return false;
+      }
+      if (!mine(event)) {
+        s_.askedAbout(event);
+        reconcile("an event of an order the demo cannot name yet", &event);
+      }
+      if (mine(event)) {
+        if (found != nullptr) *found = event;
+        return true;
+      }
+    }
+  }
+
+  // The definitive failure the day ran into, if it did and could not go on
+  // in a new session.
+  bool stopped() {
     Event failure;
-    return s_.host().failure(failure);
+    return s_.host().failure(failure) && !goOnInNewSession();
   }
 
   bool accepted(const std::string& what, const kestrel::ResultStatus& status) {
@@ -91,13 +139,40 @@ class Script {
     return false;
   }
 
-  // Makes a query (unless the day stopped) and waits for its last record.
-  void query(const QueryKind& query) {
-    if (stopped()) return;
-    const int id = s_.nextRequestId();
-    s_.host().note(std::string(query.command) + " req=" + std::to_string(id));
-    if (accepted(query.command, query.request(s_.session(), id))) {
-      expect(nameOf(query.response), lastOf(query.response, id));
+  // Makes a request (unless the day stopped) and waits for its last record;
+  // asks again when the day went on in a new session meanwhile. Returns the
+  // request number whose answer came, or 0.
+  int query(const QueryKind& query) {
+    for (;;) {
+      if (stopped()) return 0;
+      const int sessions = sessions_;
+      const int id = s_.nextRequestId();
+      s_.host().note(std::string(query.command) + " req=" + std::to_string(id));
+      if (!accepted(query.command, query.request(s_.session(), id))) return 0;
+      if (sessions_ != sessions) continue;
+      if (expect(nameOf(query.response), lastOf(query.response, id), nullptr, false)) return id;
+      if (sessions_ == sessions) return 0;
+    }
+  }
+
+  // Asks for the orders and learns from the answer whose order each record
+  // is (the funds' answer comes behind the events that follow the records).
+  // With `about`, asks again after a pause until that event's order is
+  // named, for at most the settings' timeout: until the order's reply
+  // reaches the plug-in, its events carry the made-up id, in the order
+  // query's answer too.
+  void reconcile(const std::string& why, const Event* about = nullptr) {
+    s_.host().note(why + ": the orders, as the counter holds them");
+    const auto deadline = std::chrono::steady_clock::now() + s_.settings().timeout;
+    for (;;) {
+      const int id = query(kOrders);
+      if (id == 0 || query(kFunds) == 0) return;
+      s_.learnFromOrderQuery(s_.host().events(), id);
+      if (about == nullptr || !s_.ownerOf(*about).empty() ||
+          std::chrono::steady_clock::now() >= deadline) {
+        return;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
   }
 
@@ -108,9 +183,47 @@ class Script {
   }
 
   std::vector<std::string>& missing() { return missing_; }
+  // 1, or 2 once the day went on in a new session.
+  int sessions() const { return sessions_; }
 
  private:
+  // After a lost connection, once: a new session, where the counter resumes
+  // the day; the order and fill queries tell what became of the orders.
+  bool goOnInNewSession() {
+    Event failure;
+    if (!ridesOut_ || !s_.host().failure(failure) || failure.type != EventType::kDisconnected) {
+      return false;
+    }
+    ridesOut_ = false;  // once; and not again from the steps below
+    s_.host().note(failureText(failure) + ": the day goes on in a new session");
+    // The lost session still answers: each request it was given is refused
+    // through the callbacks. A funds query's refusal comes behind every
+    // answer still on its way; the session is released once it came.
+    const int barrier = s_.nextRequestId();
+    s_.host().note("funds req=" + std::to_string(barrier) + ", the lost session's last answer");
+    if (s_.session().reqQryTradingAccount(barrier).code == 0) {
+      // A first wait may end at once at the lost connection, which no wait
+      // has ended at yet; the next waits for the answer.
+      for (int wait = 0; wait < 2; ++wait) {
+        if (s_.host().waitFor(lastOf(EventType::kAccountFundsResponse, barrier),
+                              s_.settings().timeout) != WaitResult::kFailed) {
+          break;
+        }
+      }
+    }
+    if (!s_.replaceLostSession()) return false;
+    s_.host().clearFailure();
+    ++sessions_;
+    expect("onDisconnected of the lost session", typed(EventType::kDisconnected, 0));
+    if (!openSession(s_, missing_)) return false;
+    reconcile("after the lost connection");
+    query(kFills);
+    return !stopped();
+  }
+
   DemoSession& s_;
+  bool ridesOut_;
+  int sessions_ = 1;
   std::vector<std::string> missing_;
 };
 
@@ -156,15 +269,15 @@ int runTradingDay(DemoSession& s) {
     return 1;
   }
   if (openSession(s, missing)) {
-    Script script(s);
+    Script script(s, /*ridesOutLostConnection=*/true);
 
     // A buy at any price fills at the market; its price anchors the rest.
     Event fill;
     const std::string bought = script.buy(instrument, 1, 0);
     double market = 0;
     if (script.accepted("buy at any price", kestrel::ResultStatus{bought.empty() ? -1 : 0, ""}) &&
-        script.expect("onOrderFilled for the buy", forOrder(EventType::kOrderFilled, bought, 0)) &&
-        script.expect("onFill for the buy", forOrder(EventType::kFill, bought, 0), &fill)) {
+        script.expectOrder("onOrderFilled for the buy", EventType::kOrderFilled, bought, 0) &&
+        script.expectOrder("onFill for the buy", EventType::kFill, bought, 0, &fill)) {
       market = fill.price;
     }
 
@@ -172,35 +285,38 @@ int runTradingDay(DemoSession& s) {
       // A limit buy below the market rests until it is cancelled.
       const std::string resting = script.buy(instrument, 1, tickRound(market * 0.98));
       if (!resting.empty() &&
-          script.expect("onOrderAccepted for the resting order",
-                        forOrder(EventType::kOrderAccepted, resting, 0)) &&
+          script.expectOrder("onOrderAccepted for the resting order", EventType::kOrderAccepted,
+                             resting, 0) &&
           script.accepted("cancel", s.cancel(resting))) {
-        script.expect("onOrderCanceled for the resting order",
-                      forOrder(EventType::kOrderCanceled, resting, 0));
+        script.expectOrder("onOrderCanceled for the resting order", EventType::kOrderCanceled,
+                           resting, 0);
       }
 
       // Far more than the account can pay for: the counter refuses it.
       const std::string tooLarge = script.buy(instrument, kMaxOrderLots, tickRound(market));
       if (!tooLarge.empty()) {
-        script.expect("onOrderRejected by the counter",
-                      forOrder(EventType::kOrderRejected, tooLarge, -1));
+        script.expectOrder("onOrderRejected by the counter", EventType::kOrderRejected, tooLarge,
+                           -1);
       }
 
       // Half the market price is outside the exchange's price band.
       const std::string outOfBand = script.buy(instrument, 1, tickRound(market * 0.5));
       if (!outOfBand.empty()) {
-        script.expect("onOrderRejected by the exchange",
-                      forOrder(EventType::kOrderRejected, outOfBand, 0));
+        script.expectOrder("onOrderRejected by the exchange", EventType::kOrderRejected, outOfBand,
+                           0);
       }
     }
 
     for (const QueryKind& query : kQueries) script.query(query);
 
-    if (!script.stopped()) {
+    // Logged out again in the session that replaced a lost one.
+    for (int sessions = 0; !script.stopped() && sessions != script.sessions();) {
+      sessions = script.sessions();
       s.host().note("logout");
-      if (script.accepted("logout", s.session().logout())) {
-        script.expect("onLogout with code 0", typed(EventType::kLogout, 0));
-      }
+      if (!script.accepted("logout", s.session().logout())) break;
+      if (sessions != script.sessions()) continue;
+      if (script.expect("onLogout with code 0", typed(EventType::kLogout, 0), nullptr, false))
+        break;
     }
     missing.insert(missing.end(), script.missing().begin(), script.missing().end());
   }
