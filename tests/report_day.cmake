@@ -75,10 +75,14 @@ foreach(seed IN LISTS SEEDS)
   string(REGEX REPLACE "\nseed = [0-9]+" "\nseed = ${seed}\nlog = ${log}" day_config "${chaos}")
   # Replies held late by a second: far longer than a reply takes on any machine.
   string(REPLACE "delay_ms = 200" "delay_ms = 1000" day_config "${day_config}")
-  if(seed STREQUAL "drop")  # a day the connection drops in
+  # The whole day on one connection, but for the day the connection drops in.
+  set(drop 0)
+  if(seed STREQUAL "drop")
     string(REPLACE "seed = drop" "seed = 5" day_config "${day_config}")
-    string(REPLACE "drop_after_events = 0" "drop_after_events = 12" day_config "${day_config}")
+    set(drop 12)
   endif()
+  string(REGEX REPLACE "drop_after_events = [0-9]+" "drop_after_events = ${drop}" day_config
+                       "${day_config}")
   file(WRITE ${WORK}/chaos-${seed}.config "${day_config}")
   set(ENV{XT_SIM_CONFIG} ${WORK}/chaos-${seed}.config)
   set(ENV{KS_JOURNAL_FILE} ${WORK}/chaos-${seed}.ksj)
