@@ -92,8 +92,9 @@ BENCH_BUILD ?= build-bench
 bench:
 	@scripts/setup.sh base bench
 	cmake --preset bench -B $(BENCH_BUILD) $(CMAKE_FLAGS)
-	cmake --build $(BENCH_BUILD) -j $(JOBS) --target ks_bench
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target ks_bench journal_report journal_dump journal_forge
 	scripts/bench_run.sh $(BENCH_BUILD)
+	python3 scripts/bench_journal_tools.py $(BENCH_BUILD)
 
 # Instructions per call of the hot paths (sendOrder, the order and deal
 # pushes, two query replies), counted by callgrind in the ci preset's build

@@ -15,6 +15,7 @@
 #define KESTREL_BROKER_CHAOS_H_
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "broker/outbox.h"
@@ -28,6 +29,16 @@ namespace sim {
 uint64_t nextRandom(uint64_t& state);
 // True with probability `share` (0-1); draws nothing for a share of 0.
 bool drawShare(uint64_t& state, double share);
+
+// The chaos log (the `log` key): one line per fault made on purpose, as it
+// is made, appended to the file the configuration names:
+//   FAULT CALLBACK request=N order=N
+// FAULT one of push_before_reply (the reply, overtaken by its pushes),
+// duplicate_push, error_push_without_reply (the refusal's reply, not sent),
+// held_reply, late_reply, refusal (CALLBACK onOrderReply, then text=...),
+// drop (CALLBACK onConnected). Nothing is written without a `log` key.
+void logFault(const Chaos& chaos, const char* fault, const AnswerName& answer,
+              const std::string& more = std::string());
 
 class ChaosPlan {
  public:
@@ -44,6 +55,7 @@ class ChaosPlan {
 
  private:
   bool draw(double share) { return drawShare(state_, share); }
+  void log(const char* fault, const Answer& answer) { logFault(chaos_, fault, answer.name); }
 
   Chaos chaos_;
   uint64_t state_ = 0;

@@ -128,6 +128,7 @@ void Connection::send(std::vector<Answer>& answers) {
 }
 
 void Connection::drop(std::vector<Answer>& answers, bool loseQueued) {
+  logFault(chaos_.chaos(), "drop", AnswerName{"onConnected", 0, 0});
   if (loseQueued) queue_.clear();
   late_.clear();
   if (chaos_.chaos().keepDayAfterDrop) {

@@ -264,6 +264,8 @@ void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& o
   }
   if (outcome.errorId == 0 && drawShare(rejectState_, config_.chaos.rejectOrders)) {
     outcome = randomRefusal(order.opening());
+    logFault(config_.chaos, "refusal", AnswerName{"onOrderReply", requestId, 0},
+             "text=" + outcome.text);
   }
   if (outcome.errorId != 0) {
     out.add(Outbox::replyKind(outcome), &XtTraderApiCallback::onOrderReply, requestId, 0,

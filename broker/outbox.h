@@ -31,9 +31,19 @@ enum class AnswerKind {
   kErrorPush,    // onOrderErrorPush, onCancelErrorPush
 };
 
+// What the chaos log names an answer by: its callback, and the vendor's
+// request number and order number it carries (0 where it has none).
+struct AnswerName {
+  const char* callback = "";
+  int requestId = 0;
+  int orderId = 0;
+};
+
 struct Answer {
   Event call;
   AnswerKind kind = AnswerKind::kOther;
+  AnswerName name;
+  const char* fault = nullptr;  // what the chaos did to it, to log once it goes out
 };
 
 // A reply's outcome: error id 0 is success (sent without a text).
@@ -55,8 +65,8 @@ class Outbox {
   // number as it is. `kind` is what the answer is to the chaos.
   template <class... Params, class... Args>
   void add(AnswerKind kind, void (XtTraderApiCallback::*callback)(Params...), Args... args) {
-    events_.push_back(
-        Answer{[=](XtTraderApiCallback& cb) { (cb.*callback)(pass(args)...); }, kind});
+    events_.push_back(Answer{[=](XtTraderApiCallback& cb) { (cb.*callback)(pass(args)...); }, kind,
+                             nameOf(callback, args...)});
   }
 
   // A reply's kind: accepting or refusing the request.
@@ -71,6 +81,36 @@ class Outbox {
   static XtError toError(const Outcome& outcome);
 
  private:
+  // The replies', the pushes' and the error pushes' names; the others need none.
+  template <class Callback, class... Args>
+  static AnswerName nameOf(Callback, const Args&...) {
+    return AnswerName();
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback, int requestId, int orderId, const std::string&,
+                           const Outcome&) {
+    return AnswerName{"onOrderReply", requestId, orderId};
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback callback, int requestId, const Outcome&) {
+    const bool second = callback == &XtTraderApiCallback::onCancelReply2;
+    return AnswerName{second ? "onCancelReply2" : "onCancelReply", requestId, 0};
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback, const VendorOrder& order) {
+    return AnswerName{"onOrderPush", 0, order.m_nOrderID};
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback, const VendorDeal& deal) {
+    return AnswerName{"onDealPush", 0, deal.m_nOrderID};
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback callback, const VendorOrderError& error) {
+    const bool cancel = callback == &XtTraderApiCallback::onCancelErrorPush;
+    return AnswerName{cancel ? "onCancelErrorPush" : "onOrderErrorPush", error.m_nRequestID,
+                      error.m_nOrderID};
+  }
+
   static const char* pass(const std::string& text) { return text.c_str(); }
   static XtError pass(const Outcome& outcome) { return toError(outcome); }
   template <class T>

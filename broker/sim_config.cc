@@ -278,6 +278,7 @@ const std::vector<Key<Chaos>> kChaosKeys = {
     {"delay_replies", number(&Chaos::delayReplies, "0", "1")},
     {"delay_ms", whole(&Chaos::delayMs, 0, 60000)},
     {"reject_orders", number(&Chaos::rejectOrders, "0", "1")},
+    {"log", text(&Chaos::log, 1)},
 };
 
 const std::vector<Key<UserConfig>> kUserKeys = {

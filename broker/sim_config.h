@@ -51,6 +51,7 @@ struct Chaos {
   double delayReplies = 0;           // a reply comes delayMs late, on the callback thread
   int delayMs = 200;
   double rejectOrders = 0;  // a valid order is refused with a counter's text
+  std::string log;          // a file where each of the faults above is written as it is made
 
   bool any() const {
     return dropAfterMs > 0 || dropAfterEvents > 0 || pushesBeforeReply > 0 || duplicatePushes > 0 ||

@@ -93,6 +93,23 @@ ReadStatus readWholeFile(const std::string& path, std::string& text) {
 #endif
 }
 
+bool appendLine(const std::string& path, const std::string& line) {
+#if defined(_WIN32)
+  const int n =
+      MultiByteToWideChar(CP_UTF8, 0, path.data(), static_cast<int>(path.size()), nullptr, 0);
+  if (n <= 0) return false;
+  std::wstring wide(static_cast<std::size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, path.data(), static_cast<int>(path.size()), &wide[0], n);
+  std::FILE* file = _wfopen(wide.c_str(), L"ab");
+#else
+  std::FILE* file = std::fopen(path.c_str(), "ab");
+#endif
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(line.data(), 1, line.size(), file) == line.size() &&
+                       std::fputc('\n', file) != EOF;
+  return std::fclose(file) == 0 && written;
+}
+
 std::string gbkToUtf8(const std::string& text) {
   if (isAscii(text)) return text;
 #if defined(_WIN32)

@@ -23,6 +23,10 @@ enum class ReadStatus { kOk, kMissing, kUnreadable, kTooLarge };
 // file names are UTF-8).
 ReadStatus readWholeFile(const std::string& path, std::string& text);
 
+// Appends `line` and a line break to the file at `path` (UTF-8), creating
+// it; false when it cannot be written.
+bool appendLine(const std::string& path, const std::string& line);
+
 // `text` read as GBK, in UTF-8. Pure ASCII passes unchanged; bytes that are
 // not GBK become '?'.
 std::string gbkToUtf8(const std::string& text);

@@ -12,8 +12,8 @@
 #                                KSJournal, and the plug-in and the simulated
 #                                counter beside them as *_real: an installation
 #                                that records both boundaries (docs/journal.md)
-#   journal/tools/               journal_dump, journal_replay, the replay's
-#                                XtTraderApi and a copy of Common
+#   journal/tools/               journal_dump, journal_replay, journal_report,
+#                                the replay's XtTraderApi and a copy of Common
 #   include/KSTraderAPIPluginXT/ the headers a host compiles against
 #   lib/                         import libraries (Windows)
 #   lib/cmake/KSTraderAPIPluginXT/ the package: find_package(KSTraderAPIPluginXT
@@ -53,12 +53,12 @@ install(TARGETS KSJournal journal_recording_plugin journal_recording_vendor
   RUNTIME DESTINATION ${KS_JOURNAL_RECORD_DEST} COMPONENT runtime
   LIBRARY DESTINATION ${KS_JOURNAL_RECORD_DEST} COMPONENT runtime
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/journal COMPONENT development)
-install(TARGETS journal_dump journal_replay journal_replay_vendor Common
+install(TARGETS journal_dump journal_replay journal_report journal_replay_vendor Common
   RUNTIME DESTINATION ${KS_JOURNAL_TOOLS_DEST} COMPONENT runtime
   LIBRARY DESTINATION ${KS_JOURNAL_TOOLS_DEST} COMPONENT runtime
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/journal COMPONENT development)
 list(APPEND KS_INSTALLED_TARGETS KSJournal journal_recording_plugin journal_recording_vendor
-     journal_dump journal_replay journal_replay_vendor)
+     journal_dump journal_replay journal_report journal_replay_vendor)
 
 # ks_install_real_copy(target): the target's file as installed in bin/
 # (stripped, when the install strips) copied into the record folder under

@@ -562,7 +562,7 @@ TEST(BrokerConfigTest, TextsGiveTheirSettingsOrTheLineAtFault) {
       {"[chaos]\ndrop = 1",
        "t:2: unknown key \"drop\" in [chaos] (seed, drop_after_ms, drop_after_events, after_drop, "
        "pushes_before_reply, duplicate_pushes, error_push_without_reply, reorder_replies, "
-       "delay_replies, delay_ms, reject_orders)"},
+       "delay_replies, delay_ms, reject_orders, log)"},
       {"[user u]\npass = x", "t:2: unknown key \"pass\" in [user] (password, accounts)"},
       {"[chaos]\nseed = 1\nseed = 2", "t:3: key \"seed\" given twice"},
       {"[instrument a]\nprice = nan", "t:2: price must be a number 0.0001-1e9"},

@@ -9,24 +9,7 @@ cmake_minimum_required(VERSION 3.25)  # if() reads quoted texts as texts
 file(REMOVE_RECURSE ${WORK})
 file(MAKE_DIRECTORY ${WORK})
 
-# run(<exit status> <program> <arguments>...): sets `out` and `err`.
-function(run status)
-  execute_process(COMMAND ${EMULATOR} ${ARGN} OUTPUT_VARIABLE o ERROR_VARIABLE e
-                  RESULT_VARIABLE rc TIMEOUT 120)
-  if(NOT rc STREQUAL status)
-    message(FATAL_ERROR "${ARGN}\nexited with ${rc}, not ${status}\n${o}\n${e}")
-  endif()
-  set(out "${o}" PARENT_SCOPE)
-  set(err "${e}" PARENT_SCOPE)
-endfunction()
-
-function(expect text)
-  foreach(pattern IN LISTS ARGN)
-    if(NOT text MATCHES "${pattern}")
-      message(FATAL_ERROR "missing: ${pattern}\nin:\n${text}")
-    endif()
-  endforeach()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
 
 # The counter answers inside the request calls: the recorded order of
 # requests and callbacks is then the same every time, and so is the replay's.

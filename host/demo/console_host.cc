@@ -261,6 +261,7 @@ void ConsoleHost::add(Event event, const std::string& details) {
   if (!details.empty()) text += "  " + details;
   std::lock_guard<std::mutex> lock(mutex_);
   sink_(text);
+  if (!keepEvents_) return;
   if (failure_ == kNone && isDefinitiveFailure(event)) failure_ = events_.size();
   events_.push_back(std::move(event));
   consumed_.push_back(false);

@@ -86,9 +86,10 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
 
   // Prints each line, after the local clock time, to `out`.
   explicit ConsoleHost(std::FILE* out);
-  // Hands each line to `sink`, without the clock: the journal's tools show
-  // recorded events in the demo host's words.
-  explicit ConsoleHost(LineSink sink) : sink_(std::move(sink)) {}
+  // Hands each line to `sink`, without the clock, and keeps no event (there
+  // is nothing to wait for): the journal's tools show recorded events in the
+  // demo host's words, one at a time, however many the journal holds.
+  explicit ConsoleHost(LineSink sink) : sink_(std::move(sink)), keepEvents_(false) {}
 
   void onConnected(const kestrel::ResultStatus& status) override;
   void onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) override;
@@ -145,6 +146,7 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
   void add(Event event, const std::string& details);
 
   const LineSink sink_;
+  const bool keepEvents_ = true;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Event> events_;

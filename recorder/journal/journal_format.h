@@ -22,6 +22,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -33,6 +34,12 @@ namespace journal {
 
 constexpr char kMagic[] = "KSJOURNL";  // the first 8 bytes of every journal
 constexpr uint32_t kVersion = 1;
+constexpr uint32_t kOldestVersion = 1;  // the oldest the readers read: no kDone entries
+// The newest the readers read: 2 adds kDone entries and nothing else. Once
+// the recorders write version 2, kVersion is the newest.
+constexpr uint32_t kNewestReadVersion = 2;
+static_assert(kVersion >= kOldestVersion && kVersion <= kNewestReadVersion,
+              "the readers read what the recorders write");
 constexpr uint32_t kMaxPayload = 16u << 20;  // larger entries are not recorded
 constexpr std::size_t kFrameHeadSize = 8;    // payload size and CRC
 constexpr std::size_t kPayloadHeadSize = 24;
@@ -41,9 +48,20 @@ enum class Boundary : uint8_t { kJournal = 0, kVendor = 1, kHost = 2 };
 
 // kRequest: a call into the plug-in (host) or into the vendor library;
 // kReturn: what a host request answered; kCallback: a vendor callback or a
-// host event; kGap: entries lost to a full queue (one int64 value, how many);
-// kEnd: the journal closed (written, lost to a full queue, not written).
-enum class Kind : uint8_t { kRequest = 1, kReturn = 2, kCallback = 3, kGap = 4, kEnd = 5 };
+// host event, recorded when it arrives; kGap: entries lost to a full queue
+// (one int64 value, how many); kEnd: the journal closed (written, lost to a
+// full queue, not written); kDone (version 2): the innermost callback of
+// the same boundary and operation still open on the entry's thread returned,
+// with the callback's object and request number and one bool value, whether
+// it ended by an exception.
+enum class Kind : uint8_t {
+  kRequest = 1,
+  kReturn = 2,
+  kCallback = 3,
+  kGap = 4,
+  kEnd = 5,
+  kDone = 6,
+};
 
 enum class Tag : uint8_t {
   kNull = 0,
@@ -130,6 +148,62 @@ struct Entry {
 
 // Reads a payload's head; false when it is too short to hold one.
 bool parsePayload(const char* data, std::size_t size, Entry& out);
+
+// Reads a journal entry by entry, holding one entry at a time: memory stays
+// flat in the journal's size. Every check of readJournal() below is made
+// here; readJournal() is this reader collecting the entries.
+class JournalReader {
+ public:
+  JournalReader();
+  ~JournalReader();
+  JournalReader(const JournalReader&) = delete;
+  JournalReader& operator=(const JournalReader&) = delete;
+
+  // Opens `path` and reads its header. False, with problem() set, when it is
+  // no journal this program reads (no such file, a directory, another
+  // version, a damaged header).
+  bool openPath(const std::string& path);
+  // The same over the bytes of a journal, which must outlive the reader;
+  // `name` names them in problem().
+  bool openBytes(const std::string& data, const std::string& name);
+
+  // The next complete entry. False at the end of the file, or at a truncated
+  // or corrupt entry: problem() then names it and its offset, and reading
+  // ends there.
+  bool next(Entry& out);
+  // Back to the first entry, for a second pass.
+  bool rewind();
+
+  uint32_t version() const { return version_; }
+  uint64_t startMicros() const { return startMicros_; }
+  uint32_t processId() const { return processId_; }
+  const std::string& program() const { return program_; }
+  // Empty while every byte read so far was read whole.
+  const std::string& problem() const { return problem_; }
+  // Bytes of the file read so far (the header and the complete entries).
+  uint64_t position() const { return position_; }
+
+ private:
+  bool readHeader();
+  // Makes `size` bytes from position_ readable at window(); fewer at the
+  // end of the file.
+  std::size_t available(std::size_t size);
+  const char* window() const { return data_ + (position_ - base_); }
+
+  std::string name_;
+  std::FILE* file_ = nullptr;
+  std::string buffer_;          // a file's bytes from base_ on
+  const char* data_ = nullptr;  // buffer_'s or openBytes()'s
+  uint64_t base_ = 0;           // the offset of data_[0] in the file
+  std::size_t size_ = 0;        // bytes at data_
+  uint64_t position_ = 0;
+  uint64_t first_ = 0;  // the offset of the first entry
+  uint32_t version_ = 0;
+  uint64_t startMicros_ = 0;
+  uint32_t processId_ = 0;
+  std::string program_;
+  std::string problem_;
+};
 
 struct JournalFile {
   uint64_t startMicros = 0;

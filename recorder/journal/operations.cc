@@ -92,6 +92,7 @@ std::vector<std::string> argumentNames(const char* names, std::size_t count) {
 
 const Operation* findOperation(Boundary boundary, Kind kind, uint16_t slot) {
   if (kind == Kind::kReturn) kind = Kind::kRequest;
+  if (kind == Kind::kDone) kind = Kind::kCallback;
   const auto found =
       std::find_if(std::begin(kOperations), std::end(kOperations), [&](const Operation& o) {
         return o.boundary == boundary && o.kind == kind &&
@@ -109,6 +110,7 @@ Fields entryFields(const Entry& entry, const PrintContext& context) {
   const Operation* operation = findOperation(entry.boundary, entry.kind, entry.operation);
   const PrintFunction print = operation == nullptr          ? nullptr
                               : entry.kind == Kind::kReturn ? operation->printAnswer
+                              : entry.kind == Kind::kDone   ? &printArguments<bool>
                                                             : operation->print;
   if (print == nullptr) throw FormatError("unknown " + operationName(entry));
   // Host texts are GBK, and so is the one path the plug-in gives the vendor.
@@ -116,7 +118,7 @@ Fields entryFields(const Entry& entry, const PrintContext& context) {
   texts.host = entry.boundary == Boundary::kHost ||
                (entry.boundary == Boundary::kVendor && entry.operation == slot::vendor::init);
   ValueReader values(entry.values);
-  Fields fields = print(values, operation->arguments, texts);
+  Fields fields = print(values, entry.kind == Kind::kDone ? "threw" : operation->arguments, texts);
   if (!values.atEnd()) throw FormatError("values left over after " + operationName(entry));
   return fields;
 }

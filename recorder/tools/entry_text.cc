@@ -14,10 +14,17 @@ std::string hostText(const std::string& gbk) { return CodeConvert::gbk_to_utf8(g
 
 const char* marker(const Entry& e) {
   if (e.boundary == Boundary::kJournal) return "--";
-  if (e.boundary == Boundary::kHost) {
-    return e.kind == Kind::kRequest ? "H>" : e.kind == Kind::kReturn ? "H=" : "H<";
+  const bool host = e.boundary == Boundary::kHost;
+  switch (e.kind) {
+    case Kind::kRequest:
+      return host ? "H>" : "V>";
+    case Kind::kReturn:
+      return "H=";
+    case Kind::kDone:
+      return host ? "H." : "V.";
+    default:
+      return host ? "H<" : "V<";
   }
-  return e.kind == Kind::kRequest ? "V>" : "V<";
 }
 
 const char* kindName(const Entry& e) {
@@ -28,6 +35,8 @@ const char* kindName(const Entry& e) {
       return "return";
     case Kind::kCallback:
       return e.boundary == Boundary::kHost ? "event" : "callback";
+    case Kind::kDone:
+      return "done";
     case Kind::kGap:
       return "gap";
     default:
@@ -107,6 +116,10 @@ std::string EntryText::line(const Entry& entry) {
     char request[24];
     std::snprintf(request, sizeof(request), "req=%-4d", entry.request);
     out += request;
+  }
+  if (entry.kind == Kind::kDone) {
+    if (fields.front().value == "true") return out + " threw";
+    return out.erase(out.find_last_not_of(' ') + 1);
   }
   for (const Field& f : fields) {
     const bool empty = f.value.empty() || f.value == "0" || f.value == "null" ||
