@@ -16,39 +16,20 @@ namespace sim {
 const char* const kKnownExchanges[9] = {"SH",    "SZ",  "SHFE", "DCE", "CZCE",
                                         "CFFEX", "INE", "GFEX", "BJ"};
 
-bool isKnownExchange(const std::string& code) {
-  for (const char* known : kKnownExchanges) {
-    if (code == known) return true;
-  }
-  return false;
-}
-
 bool isStockExchange(const std::string& code) {
   return code == "SH" || code == "SZ" || code == "BJ";
 }
 
-const UserConfig* Config::findUser(const std::string& name) const {
-  for (const UserConfig& user : users) {
-    if (user.name == name) return &user;
-  }
-  return nullptr;
-}
-
-const AccountConfig* Config::findAccount(const std::string& id) const {
-  for (const AccountConfig& account : accounts) {
-    if (account.id == id) return &account;
-  }
-  return nullptr;
-}
-
-const InstrumentConfig* Config::findInstrument(const std::string& code) const {
-  for (const InstrumentConfig& instrument : instruments) {
-    if (instrument.code == code) return &instrument;
-  }
-  return nullptr;
-}
-
 namespace {
+
+// The item of `items` whose `key` is `value`, or null.
+template <class Item>
+const Item* findBy(const std::vector<Item>& items, std::string Item::*key,
+                   const std::string& value) {
+  const auto found = std::find_if(items.begin(), items.end(),
+                                  [&](const Item& item) { return item.*key == value; });
+  return found == items.end() ? nullptr : &*found;
+}
 
 std::string productOf(const std::string& code) {
   std::string letters;
@@ -476,6 +457,16 @@ void addKeys(std::vector<std::string>& all, const char* kind,
 }
 
 }  // namespace
+
+const UserConfig* Config::findUser(const std::string& name) const {
+  return findBy(users, &UserConfig::name, name);
+}
+const AccountConfig* Config::findAccount(const std::string& id) const {
+  return findBy(accounts, &AccountConfig::id, id);
+}
+const InstrumentConfig* Config::findInstrument(const std::string& code) const {
+  return findBy(instruments, &InstrumentConfig::code, code);
+}
 
 // The sample file config/xt_config, embedded by the build.
 extern const char kSampleConfig[];
