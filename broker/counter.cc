@@ -112,17 +112,15 @@ Position& Counter::position(const std::string& account, const std::string& instr
 
 void Counter::login(const std::string& user, const std::string& password, int requestId,
                     Outbox& out) {
-  const auto answer = [&](const Outcome& outcome) {
-    out.add(AnswerKind::kOther, &XtTraderApiCallback::onUserLogin, user, password, requestId,
-            outcome);
-  };
-  if (!online_) return answer(failure(kErrNotConnected, kNotConnected));
   const UserConfig* config = config_.findUser(user);
-  if (config == nullptr || config->password != password) {
-    return answer(failure(kErrLogin, kBadLogin));
-  }
+  const Outcome outcome = !online_ ? failure(kErrNotConnected, kNotConnected)
+                          : config == nullptr || config->password != password
+                              ? failure(kErrLogin, kBadLogin)
+                              : Outcome::success();
+  out.add(AnswerKind::kOther, &XtTraderApiCallback::onUserLogin, user, password, requestId,
+          outcome);
+  if (outcome.errorId != 0) return;
   loggedInUsers_.insert(user);
-  answer(Outcome::success());
   for (const std::string& account : config->accounts) {
     loggedIn_.insert(account);
     out.add(AnswerKind::kOther, &XtTraderApiCallback::onAccountStatus, account,
@@ -132,23 +130,21 @@ void Counter::login(const std::string& user, const std::string& password, int re
 
 void Counter::logout(const std::string& user, const std::string& password, int requestId,
                      Outbox& out) {
-  const auto answer = [&](const Outcome& outcome) {
-    out.add(AnswerKind::kOther, &XtTraderApiCallback::onUserLogout, user, password, requestId,
-            outcome);
-  };
-  if (!online_) return answer(failure(kErrNotConnected, kNotConnected));
   const UserConfig* config = config_.findUser(user);
-  if (config == nullptr || loggedInUsers_.count(user) == 0) {
-    return answer(failure(kErrNotLoggedIn, kUserNotLoggedIn));
-  }
-  if (config->password != password) return answer(failure(kErrLogin, kBadLogin));
+  const Outcome outcome = !online_ ? failure(kErrNotConnected, kNotConnected)
+                          : config == nullptr || loggedInUsers_.count(user) == 0
+                              ? failure(kErrNotLoggedIn, kUserNotLoggedIn)
+                          : config->password != password ? failure(kErrLogin, kBadLogin)
+                                                         : Outcome::success();
+  out.add(AnswerKind::kOther, &XtTraderApiCallback::onUserLogout, user, password, requestId,
+          outcome);
+  if (outcome.errorId != 0) return;
   loggedInUsers_.erase(user);
   loggedIn_.clear();
   for (const std::string& name : loggedInUsers_) {
     const UserConfig* other = config_.findUser(name);
     loggedIn_.insert(other->accounts.begin(), other->accounts.end());
   }
-  answer(Outcome::success());
 }
 
 Outcome Counter::checkAccount(const std::string& account) const {
@@ -374,15 +370,11 @@ void Counter::cancelById(int orderId, int requestId, Outbox& out) {
 void Counter::cancelByExchangeId(const std::string& account, const std::string& exchangeOrderId,
                                  const std::string& exchange, const std::string& instrument,
                                  int requestId, Outbox& out) {
-  Order* found = nullptr;
-  for (Order& order : orders_) {
-    if (!order.exchangeOrderId.empty() && order.exchangeOrderId == exchangeOrderId &&
-        order.account == account && order.exchange == exchange && order.instrument == instrument) {
-      found = &order;
-      break;
-    }
-  }
-  cancelOrder(found, account, requestId, true, out);
+  const auto found = std::find_if(orders_.begin(), orders_.end(), [&](const Order& order) {
+    return !order.exchangeOrderId.empty() && order.exchangeOrderId == exchangeOrderId &&
+           order.account == account && order.exchange == exchange && order.instrument == instrument;
+  });
+  cancelOrder(found == orders_.end() ? nullptr : &*found, account, requestId, true, out);
 }
 
 void Counter::cancelOrder(Order* order, const std::string& account, int requestId,

@@ -499,30 +499,22 @@ std::string configPathFor(const char* initPath) {
 ConfigResult loadConfig(const std::string& path, MissingFile missing) {
   std::string text;
   const std::string shownName = gbkToUtf8(path);
-  const ReadStatus status = readWholeFile(path, text);
-  switch (status) {
-    case ReadStatus::kMissing: {
-      ConfigResult result;
-      if (missing == MissingFile::kFailure) {
-        result.error = shownName + ": no such configuration file (named by XT_SIM_CONFIG)";
-        return result;
-      }
-      result.ok = true;
-      result.config = defaultConfig();
-      return result;
-    }
-    case ReadStatus::kUnreadable:
-    case ReadStatus::kTooLarge: {
-      ConfigResult result;
-      result.error = shownName + (status == ReadStatus::kTooLarge
-                                      ? ": larger than 16 MiB, not a configuration file"
-                                      : ": cannot read the configuration file");
-      return result;
-    }
+  ConfigResult result;
+  switch (readWholeFile(path, text)) {
     case ReadStatus::kOk:
+      return parseConfig(text, shownName);
+    case ReadStatus::kMissing:
+      if (missing == MissingFile::kDefaults) return ConfigResult{true, defaultConfig(), ""};
+      result.error = shownName + ": no such configuration file (named by XT_SIM_CONFIG)";
+      break;
+    case ReadStatus::kTooLarge:
+      result.error = shownName + ": larger than 16 MiB, not a configuration file";
+      break;
+    case ReadStatus::kUnreadable:
+      result.error = shownName + ": cannot read the configuration file";
       break;
   }
-  return parseConfig(text, shownName);
+  return result;
 }
 
 ConfigResult loadConfigFor(const char* initPath) {
