@@ -319,11 +319,8 @@ class Parser {
       start = end + 1;
     }
     if (error_.empty()) crossCheck();
-    ConfigResult result;
-    result.ok = error_.empty();
-    result.error = error_;
-    if (result.ok) result.config = std::move(config_);
-    return result;
+    return error_.empty() ? ConfigResult{true, std::move(config_), ""}
+                          : ConfigResult{false, Config(), error_};
   }
 
  private:
