@@ -123,7 +123,7 @@ void Connection::send(std::vector<Answer>& answers) {
   if (!chaos_.arrange(answers, late)) return drop(answers, false);
   if (late.empty()) return;
   const Clock::time_point due = Clock::now() + std::chrono::milliseconds(chaos_.chaos().delayMs);
-  for (Answer& answer : late) late_.push_back(Pending{std::move(answer.call), due});
+  for (Answer& answer : late) late_.push_back(Pending{std::move(answer), due});
   changed_.notify_all();
 }
 
@@ -150,7 +150,7 @@ bool Connection::enqueue(std::vector<Answer> answers) {
   // due time, which later answers never precede: only the first one wakes it.
   const bool wake = queue_.empty();
   const Clock::time_point due = Clock::now() + std::chrono::milliseconds(latencyMs_);
-  for (Answer& answer : answers) queue_.push_back(Pending{std::move(answer.call), due});
+  for (Answer& answer : answers) queue_.push_back(Pending{std::move(answer), due});
   return wake;
 }
 
@@ -164,8 +164,7 @@ int Connection::callbacksOnThisThread() const {
   return count;
 }
 
-template <class Each>
-void Connection::deliverEach(std::size_t count, Each&& each) {
+void Connection::deliver(const std::vector<Answer>& answers) {
   XtTraderApiCallback* callback = nullptr;
   {
     kestrel::MutexLock lock(mu_);
@@ -176,9 +175,9 @@ void Connection::deliverEach(std::size_t count, Each&& each) {
   const DeliveringFrame*& innermost = Delivering::mine();
   const DeliveringFrame frame{this, innermost};
   innermost = &frame;
-  for (std::size_t i = 0; i < count && !stopped_.load(std::memory_order_acquire); ++i) {
+  for (std::size_t i = 0; i < answers.size() && !stopped_.load(std::memory_order_acquire); ++i) {
     try {
-      each(i)(*callback);
+      answers[i].call(*callback);
     } catch (...) {
       // The receiver's exception ends at the library's boundary.
     }
@@ -187,14 +186,6 @@ void Connection::deliverEach(std::size_t count, Each&& each) {
   kestrel::MutexLock lock(mu_);
   --inFlight_;
   if (stopped_) changed_.notify_all();
-}
-
-void Connection::deliver(const std::vector<Answer>& answers) {
-  deliverEach(answers.size(), [&](std::size_t i) -> const Event& { return answers[i].call; });
-}
-
-void Connection::deliver(std::deque<Pending>& batch) {
-  deliverEach(batch.size(), [&](std::size_t i) -> const Event& { return batch[i].event; });
 }
 
 void Connection::shutdown() {
@@ -208,7 +199,7 @@ void Connection::shutdown() {
 }
 
 void Connection::run() {
-  std::deque<Pending> batch;
+  std::vector<Answer> batch;
   mu_.lock();
   while (!stopped_) {
     const Clock::time_point now = Clock::now();
@@ -220,11 +211,11 @@ void Connection::run() {
     }
     // Everything due goes in one batch, delivered without the lock.
     if (!late_.empty() && late_.front().due <= now) {
-      batch.push_back(std::move(late_.front()));
+      batch.push_back(std::move(late_.front().answer));
       late_.erase(late_.begin());
     }
     while (!queue_.empty() && queue_.front().due <= now) {
-      batch.push_back(std::move(queue_.front()));
+      batch.push_back(std::move(queue_.front().answer));
       queue_.pop_front();
     }
     if (!batch.empty()) {

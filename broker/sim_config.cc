@@ -16,39 +16,20 @@ namespace sim {
 const char* const kKnownExchanges[9] = {"SH",    "SZ",  "SHFE", "DCE", "CZCE",
                                         "CFFEX", "INE", "GFEX", "BJ"};
 
-bool isKnownExchange(const std::string& code) {
-  for (const char* known : kKnownExchanges) {
-    if (code == known) return true;
-  }
-  return false;
-}
-
 bool isStockExchange(const std::string& code) {
   return code == "SH" || code == "SZ" || code == "BJ";
 }
 
-const UserConfig* Config::findUser(const std::string& name) const {
-  for (const UserConfig& user : users) {
-    if (user.name == name) return &user;
-  }
-  return nullptr;
-}
-
-const AccountConfig* Config::findAccount(const std::string& id) const {
-  for (const AccountConfig& account : accounts) {
-    if (account.id == id) return &account;
-  }
-  return nullptr;
-}
-
-const InstrumentConfig* Config::findInstrument(const std::string& code) const {
-  for (const InstrumentConfig& instrument : instruments) {
-    if (instrument.code == code) return &instrument;
-  }
-  return nullptr;
-}
-
 namespace {
+
+// The item of `items` whose `key` is `value`, or null.
+template <class Item>
+const Item* findBy(const std::vector<Item>& items, std::string Item::*key,
+                   const std::string& value) {
+  const auto found = std::find_if(items.begin(), items.end(),
+                                  [&](const Item& item) { return item.*key == value; });
+  return found == items.end() ? nullptr : &*found;
+}
 
 std::string productOf(const std::string& code) {
   std::string letters;
@@ -339,11 +320,8 @@ class Parser {
       start = end + 1;
     }
     if (error_.empty()) crossCheck();
-    ConfigResult result;
-    result.ok = error_.empty();
-    result.error = error_;
-    if (result.ok) result.config = std::move(config_);
-    return result;
+    return error_.empty() ? ConfigResult{true, std::move(config_), ""}
+                          : ConfigResult{false, Config(), error_};
   }
 
  private:
@@ -478,6 +456,16 @@ void addKeys(std::vector<std::string>& all, const char* kind,
 
 }  // namespace
 
+const UserConfig* Config::findUser(const std::string& name) const {
+  return findBy(users, &UserConfig::name, name);
+}
+const AccountConfig* Config::findAccount(const std::string& id) const {
+  return findBy(accounts, &AccountConfig::id, id);
+}
+const InstrumentConfig* Config::findInstrument(const std::string& code) const {
+  return findBy(instruments, &InstrumentConfig::code, code);
+}
+
 // The sample file config/xt_config, embedded by the build.
 extern const char kSampleConfig[];
 
@@ -509,30 +497,22 @@ std::string configPathFor(const char* initPath) {
 ConfigResult loadConfig(const std::string& path, MissingFile missing) {
   std::string text;
   const std::string shownName = gbkToUtf8(path);
-  const ReadStatus status = readWholeFile(path, text);
-  switch (status) {
-    case ReadStatus::kMissing: {
-      ConfigResult result;
-      if (missing == MissingFile::kFailure) {
-        result.error = shownName + ": no such configuration file (named by XT_SIM_CONFIG)";
-        return result;
-      }
-      result.ok = true;
-      result.config = defaultConfig();
-      return result;
-    }
-    case ReadStatus::kUnreadable:
-    case ReadStatus::kTooLarge: {
-      ConfigResult result;
-      result.error = shownName + (status == ReadStatus::kTooLarge
-                                      ? ": larger than 16 MiB, not a configuration file"
-                                      : ": cannot read the configuration file");
-      return result;
-    }
+  ConfigResult result;
+  switch (readWholeFile(path, text)) {
     case ReadStatus::kOk:
+      return parseConfig(text, shownName);
+    case ReadStatus::kMissing:
+      if (missing == MissingFile::kDefaults) return ConfigResult{true, defaultConfig(), ""};
+      result.error = shownName + ": no such configuration file (named by XT_SIM_CONFIG)";
+      break;
+    case ReadStatus::kTooLarge:
+      result.error = shownName + ": larger than 16 MiB, not a configuration file";
+      break;
+    case ReadStatus::kUnreadable:
+      result.error = shownName + ": cannot read the configuration file";
       break;
   }
-  return parseConfig(text, shownName);
+  return result;
 }
 
 ConfigResult loadConfigFor(const char* initPath) {

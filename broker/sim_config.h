@@ -105,7 +105,6 @@ struct Config {
 
 // The exchange codes the host knows.
 extern const char* const kKnownExchanges[9];
-bool isKnownExchange(const std::string& code);
 // Stock exchanges (SH, SZ, BJ): no short selling, today's purchases not sellable.
 bool isStockExchange(const std::string& code);
 

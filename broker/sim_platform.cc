@@ -1,5 +1,6 @@
 #include "broker/sim_platform.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -16,19 +17,11 @@ namespace sim {
 namespace {
 
 bool isAscii(const std::string& text) {
-  for (unsigned char c : text) {
-    if (c >= 0x80) return false;
-  }
-  return true;
+  return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
 }
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
-
 ReadStatus readOpened(std::FILE* raw, std::string& text) {
-  FilePtr file(raw);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(raw, &std::fclose);
   text.clear();
   char buffer[4096];
   std::size_t n;

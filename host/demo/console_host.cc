@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdarg>
 #include <ctime>
-#include <iterator>
 #include <utility>
 
 #include "plugin/common.h"
@@ -46,22 +45,9 @@ formatted(const char* format, ...) {
 }  // namespace
 
 const char* nameOf(EventType type) {
-  static const char* const kNames[] = {"onConnected",
-                                       "onLogin",
-                                       "onLogout",
-                                       "onDisconnected",
-                                       "onOrderAccepted",
-                                       "onOrderRejected",
-                                       "onOrderFilled",
-                                       "onOrderCanceled",
-                                       "onFill",
-                                       "onOrdersResponse",
-                                       "onFillsResponse",
-                                       "onPositionsResponse",
-                                       "onPositionDetailsResponse",
-                                       "onAccountFundsResponse"};
-  static_assert(std::size(kNames) == static_cast<std::size_t>(EventType::kAccountFundsResponse) + 1,
-                "a name for each event type");
+#define KS_DEMO_EVENT_NAME(Name, Record) "on" #Name,
+  static const char* const kNames[] = {KS_DEMO_EVENTS(KS_DEMO_EVENT_NAME)};
+#undef KS_DEMO_EVENT_NAME
   return kNames[static_cast<std::size_t>(type)];
 }
 
@@ -87,9 +73,7 @@ std::string clockText(std::chrono::system_clock::time_point at) {
 #else
   localtime_r(&seconds, &local);
 #endif
-  const std::string text =
-      formatted("%02d:%02d:%02d.%03lld", local.tm_hour, local.tm_min, local.tm_sec, millis);
-  return text;
+  return formatted("%02d:%02d:%02d.%03lld", local.tm_hour, local.tm_min, local.tm_sec, millis);
 }
 
 namespace {
@@ -192,59 +176,14 @@ void ConsoleHost::onDisconnected(const kestrel::ResultStatus& status) {
   add(makeEvent(EventType::kDisconnected, status), "");
 }
 
-void ConsoleHost::onOrderAccepted(const kestrel::OrderAcceptedRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  report(EventType::kOrderAccepted, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onOrderRejected(const kestrel::OrderRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  report(EventType::kOrderRejected, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onOrderFilled(const kestrel::OrderFilledRecord* record,
-                                const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  report(EventType::kOrderFilled, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onOrderCanceled(const kestrel::OrderRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  report(EventType::kOrderCanceled, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onFill(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,
-                         int requestId, bool isLast) {
-  report(EventType::kFill, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onOrdersResponse(const kestrel::OrderDetailRecord* record,
-                                   const kestrel::ResultStatus& status, int requestId,
-                                   bool isLast) {
-  report(EventType::kOrdersResponse, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onFillsResponse(const kestrel::FillRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  report(EventType::kFillsResponse, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onPositionsResponse(const kestrel::PositionRecord* record,
-                                      const kestrel::ResultStatus& status, int requestId,
-                                      bool isLast) {
-  report(EventType::kPositionsResponse, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onPositionDetailsResponse(const kestrel::PositionDetailRecord* record,
-                                            const kestrel::ResultStatus& status, int requestId,
-                                            bool isLast) {
-  report(EventType::kPositionDetailsResponse, record, status, requestId, isLast);
-}
-
-void ConsoleHost::onAccountFundsResponse(const kestrel::AccountFunds* record,
-                                         const kestrel::ResultStatus& status, int requestId,
-                                         bool isLast) {
-  report(EventType::kAccountFundsResponse, record, status, requestId, isLast);
-}
+// Each record-carrying callback reports its event with the record's details.
+#define KS_DEMO_RECORD_CALLBACK(Name, Record)                                                    \
+  void ConsoleHost::on##Name(const kestrel::Record* record, const kestrel::ResultStatus& status, \
+                             int requestId, bool isLast) {                                       \
+    report(EventType::k##Name, record, status, requestId, isLast);                               \
+  }
+KS_DEMO_RECORD_EVENTS(KS_DEMO_RECORD_CALLBACK)
+#undef KS_DEMO_RECORD_CALLBACK
 
 ConsoleHost::ConsoleHost(std::FILE* out)
     : sink_([out](const std::string& text) {

@@ -20,23 +20,31 @@
 
 namespace demo {
 
-// The host callbacks, one type each.
-enum class EventType {
-  kConnected,
-  kLogin,
-  kLogout,
-  kDisconnected,
-  kOrderAccepted,
-  kOrderRejected,
-  kOrderFilled,
-  kOrderCanceled,
-  kFill,
-  kOrdersResponse,
-  kFillsResponse,
-  kPositionsResponse,
-  kPositionDetailsResponse,
-  kAccountFundsResponse
-};
+// The host callbacks the demo reports, as X(Name, Record): EventType::k<Name>
+// is on<Name>'s event. The first four take no record (void); each of the
+// others takes its Record: on<Name>(const kestrel::Record* record,
+// const kestrel::ResultStatus& status, int requestId, bool isLast).
+#define KS_DEMO_EVENTS(X) \
+  X(Connected, void)      \
+  X(Login, void)          \
+  X(Logout, void)         \
+  X(Disconnected, void)   \
+  KS_DEMO_RECORD_EVENTS(X)
+#define KS_DEMO_RECORD_EVENTS(X)                   \
+  X(OrderAccepted, OrderAcceptedRecord)            \
+  X(OrderRejected, OrderRecord)                    \
+  X(OrderFilled, OrderFilledRecord)                \
+  X(OrderCanceled, OrderRecord)                    \
+  X(Fill, FillRecord)                              \
+  X(OrdersResponse, OrderDetailRecord)             \
+  X(FillsResponse, FillRecord)                     \
+  X(PositionsResponse, PositionRecord)             \
+  X(PositionDetailsResponse, PositionDetailRecord) \
+  X(AccountFundsResponse, AccountFunds)
+
+#define KS_DEMO_EVENT_TYPE(Name, Record) k##Name,
+enum class EventType { KS_DEMO_EVENTS(KS_DEMO_EVENT_TYPE) };
+#undef KS_DEMO_EVENT_TYPE
 
 // The callback's name as every line shows it: "onOrderAccepted".
 const char* nameOf(EventType type);
@@ -95,29 +103,11 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
   void onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) override;
   void onLogout(const kestrel::ResultStatus& status) override;
   void onDisconnected(const kestrel::ResultStatus& status) override;
-  void onOrderAccepted(const kestrel::OrderAcceptedRecord* record,
-                       const kestrel::ResultStatus& status, int requestId, bool isLast) override;
-  void onOrderRejected(const kestrel::OrderRecord* record, const kestrel::ResultStatus& status,
-                       int requestId, bool isLast) override;
-  void onOrderFilled(const kestrel::OrderFilledRecord* record, const kestrel::ResultStatus& status,
-                     int requestId, bool isLast) override;
-  void onOrderCanceled(const kestrel::OrderRecord* record, const kestrel::ResultStatus& status,
-                       int requestId, bool isLast) override;
-  void onFill(const kestrel::FillRecord* record, const kestrel::ResultStatus& status, int requestId,
-              bool isLast) override;
-  void onOrdersResponse(const kestrel::OrderDetailRecord* record,
-                        const kestrel::ResultStatus& status, int requestId, bool isLast) override;
-  void onFillsResponse(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,
-                       int requestId, bool isLast) override;
-  void onPositionsResponse(const kestrel::PositionRecord* record,
-                           const kestrel::ResultStatus& status, int requestId,
-                           bool isLast) override;
-  void onPositionDetailsResponse(const kestrel::PositionDetailRecord* record,
-                                 const kestrel::ResultStatus& status, int requestId,
-                                 bool isLast) override;
-  void onAccountFundsResponse(const kestrel::AccountFunds* record,
-                              const kestrel::ResultStatus& status, int requestId,
-                              bool isLast) override;
+#define KS_DEMO_RECORD_CALLBACK(Name, Record)                                                      \
+  void on##Name(const kestrel::Record* record, const kestrel::ResultStatus& status, int requestId, \
+                bool isLast) override;
+  KS_DEMO_RECORD_EVENTS(KS_DEMO_RECORD_CALLBACK)
+#undef KS_DEMO_RECORD_CALLBACK
 
   // Waits for the first event, among those not yet consumed by an earlier
   // wait, for which `match` holds; marks it consumed and returns kFound. Ends

@@ -138,14 +138,11 @@ std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offs
   const int requestId = nextRequestId();
   char priceText[32] = "any price";
   if (price != 0) std::snprintf(priceText, sizeof(priceText), "%.2f", price);
-  const char* offsetText = offset == Offset::kOpen    ? "open"
-                           : offset == Offset::kClose ? "close"
-                                                      : "closetoday";
   char line[192];
   std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %s.%s %lld @ %s",
                 requestId, request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
-                side == Side::kBuy ? "buy" : "sell", offsetText, instrument.code.c_str(),
-                instrument.exchangeCode.c_str(), volume, priceText);
+                side == Side::kBuy ? "buy" : "sell", kOffsetWords[static_cast<int>(offset)],
+                instrument.code.c_str(), instrument.exchangeCode.c_str(), volume, priceText);
   host_.note(line);
   const kestrel::ResultStatus status = session_->sendOrder(requestId, request);
   if (status.code != 0) {
@@ -280,17 +277,11 @@ kestrel::ResultStatus DemoSession::cancel(const std::string& clientSerial) {
   return session_->cancelOrder(requestId, request);
 }
 
-kestrel::ITradeSession* DemoSession::forget() {
-  kestrel::ITradeSession* session = session_;
-  session_ = nullptr;
-  return session;
-}
+kestrel::ITradeSession* DemoSession::forget() { return std::exchange(session_, nullptr); }
 
 kestrel::ResultStatus DemoSession::release() {
-  kestrel::ITradeSession* session = session_;
-  session_ = nullptr;
   host_.note("release");
-  return session->release();
+  return forget()->release();
 }
 
 }  // namespace demo

@@ -29,6 +29,8 @@ struct Settings {
 
 enum class Side { kBuy, kSell };
 enum class Offset { kOpen, kClose, kCloseToday };
+// The offsets as the demo's lines and its prompt name them, in Offset's order.
+constexpr const char* kOffsetWords[] = {"open", "close", "closetoday"};
 
 // An instrument as the host names it: code and host exchange number.
 struct Instrument {

@@ -1,5 +1,6 @@
 #include "host/demo/trading_day.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -87,12 +88,12 @@ class Script {
     }
   }
 
-  // Waits for the event `name` with `code` of the demo's order `serial`. An
-  // order event or fill that the demo cannot attribute to any order (pushed
-  // under a made-up or empty client id, ahead of the order's reply) makes it
-  // ask for the orders: the event after each order record carries the
-  // demo's own client id. The counter's refusal of the order ends the wait:
-  // a counter may refuse any order, and what the step waited for cannot come.
+  // Waits for the event `name` with `code` of the demo's order `serial`
+  // (none for an empty serial: an order not sent). An order event or fill that the demo cannot
+  // attribute to any order (pushed under a made-up or empty client id, ahead of the order's reply)
+  // makes it ask for the orders: the event after each order record carries the demo's own client
+  // id. The counter's refusal of the order ends the wait: a counter may refuse any order, and what
+  // the step waited for cannot come.
   bool expectOrder(const std::string& what, EventType type, const std::string& serial, int code,
                    Event* found = nullptr) {
     const Match mine = [this, type, serial, code](const Event& e) {
@@ -101,7 +102,7 @@ class Script {
     const Match refused = [this, serial](const Event& e) {
       return e.type == EventType::kOrderRejected && e.code != 0 && s_.ownerOf(e) == serial;
     };
-    for (;;) {
+    while (!serial.empty()) {
       Event event;
       if (!expect(
               what, [&](const Event& e) { return mine(e) || refused(e) || s_.unnamed(e); },
@@ -121,6 +122,7 @@ class Script {
         return true;
       }
     }
+    return false;
   }
 
   // The definitive failure the day ran into, if it did and could not go on
@@ -247,11 +249,13 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
     s.host().note("funds, until the counter names a fund account");
     const auto deadline = std::chrono::steady_clock::now() + s.settings().timeout;
     int id = 0;
-    kestrel::ResultStatus status{-3, ""};
-    while (status.code == -3 && std::chrono::steady_clock::now() < deadline && !script.stopped()) {
+    kestrel::ResultStatus status{kestrel::kNoFundAccount, ""};
+    while (status.code == kestrel::kNoFundAccount && std::chrono::steady_clock::now() < deadline &&
+           !script.stopped()) {
       id = s.nextRequestId();
       status = s.session().reqQryTradingAccount(id);
-      if (status.code == -3) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      if (status.code == kestrel::kNoFundAccount)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     ok = script.accepted("a fund account", status) &&
          script.expect("onAccountFundsResponse", lastOf(EventType::kAccountFundsResponse, id));
@@ -284,8 +288,7 @@ int runTradingDay(DemoSession& s) {
     if (market > 0) {
       // A limit buy below the market rests until it is cancelled.
       const std::string resting = script.buy(instrument, 1, tickRound(market * 0.98));
-      if (!resting.empty() &&
-          script.expectOrder("onOrderAccepted for the resting order", EventType::kOrderAccepted,
+      if (script.expectOrder("onOrderAccepted for the resting order", EventType::kOrderAccepted,
                              resting, 0) &&
           script.accepted("cancel", s.cancel(resting))) {
         script.expectOrder("onOrderCanceled for the resting order", EventType::kOrderCanceled,
@@ -293,18 +296,12 @@ int runTradingDay(DemoSession& s) {
       }
 
       // Far more than the account can pay for: the counter refuses it.
-      const std::string tooLarge = script.buy(instrument, kMaxOrderLots, tickRound(market));
-      if (!tooLarge.empty()) {
-        script.expectOrder("onOrderRejected by the counter", EventType::kOrderRejected, tooLarge,
-                           -1);
-      }
+      script.expectOrder("onOrderRejected by the counter", EventType::kOrderRejected,
+                         script.buy(instrument, kMaxOrderLots, tickRound(market)), -1);
 
       // Half the market price is outside the exchange's price band.
-      const std::string outOfBand = script.buy(instrument, 1, tickRound(market * 0.5));
-      if (!outOfBand.empty()) {
-        script.expectOrder("onOrderRejected by the exchange", EventType::kOrderRejected, outOfBand,
-                           0);
-      }
+      script.expectOrder("onOrderRejected by the exchange", EventType::kOrderRejected,
+                         script.buy(instrument, 1, tickRound(market * 0.5)), 0);
     }
 
     for (const QueryKind& query : kQueries) script.query(query);
@@ -323,9 +320,8 @@ int runTradingDay(DemoSession& s) {
 
   const kestrel::ResultStatus released = s.release();
   if (released.code != 0) missing.push_back("release answered " + std::to_string(released.code));
-  Event disconnected;
-  if (s.host().waitFor(typed(EventType::kDisconnected, 0), std::chrono::milliseconds(0),
-                       &disconnected) != WaitResult::kFound) {
+  if (s.host().waitFor(typed(EventType::kDisconnected, 0), std::chrono::milliseconds(0)) !=
+      WaitResult::kFound) {
     missing.push_back("onDisconnected before release returned");
   }
 
@@ -447,13 +443,11 @@ class Prompt {
                         args[2] + "'");
     }
     if (args.size() == 4) {
-      if (args[3] == "close") {
-        offset = Offset::kClose;
-      } else if (args[3] == "closetoday") {
-        offset = Offset::kCloseToday;
-      } else if (args[3] != "open") {
+      const auto word = std::find(std::begin(kOffsetWords), std::end(kOffsetWords), args[3]);
+      if (word == std::end(kOffsetWords)) {
         return refuse(command, "the last word is open, close or closetoday, not '" + args[3] + "'");
       }
+      offset = static_cast<Offset>(word - std::begin(kOffsetWords));
     }
     const std::string serial =
         s_.sendOrder(instrument, command == "buy" ? Side::kBuy : Side::kSell, offset, lots, price);
