@@ -31,7 +31,7 @@ run() {
   local env=$1 target=$2 want=$3 benchmarks=$4
   : >"$work/log"
   local lines
-  lines=$(cd "$source" && env ${env:+PRESET=$env} make -n -s "$target" BUILD="$work/build" \
+  lines=$(cd "$source" && env -u PRESET ${env:+PRESET=$env} make -n -s "$target" BUILD="$work/build" \
     CMAKE="$work/cmake" 2>/dev/null | grep 'configure_build.sh')
   (cd "$source" && LOG=$work/log bash -c "$lines") 2>/dev/null
   local got has=no
