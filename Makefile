@@ -1,6 +1,8 @@
 # Front door of the build. Every target installs what is missing (Debian
 # packages, as root) and configures through a preset of CMakePresets.json,
-# which holds the settings; CMAKE_FLAGS adds to a first configure only.
+# which holds the settings; CMAKE_FLAGS adds to each configure it makes.
+# Each target works whatever ran before it: the native targets share
+# $(BUILD) and configure it again when they need another preset.
 #
 #   make demo      the demo host's scripted day (builds only what it needs)
 #   make test      the whole suite (PRESET=ci: warnings are errors and the
@@ -13,29 +15,35 @@ PRESET ?= default
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
+CMAKE ?= cmake
+# A preset asked for (PRESET on the command line or in the environment, or
+# by a door that needs one) is required of $(BUILD): a folder configured with
+# another is configured again (scripts/configure_build.sh). Otherwise a
+# configured $(BUILD) is used as it is, and PRESET only names the first one.
+PRESET_REQUIRED = $(if $(filter file,$(origin PRESET)),no,yes)
 
 WINDOWS_BUILD ?= build-windows
 MSVC_BUILD ?= build-msvc
 
-.PHONY: all setup build test demo lint package clean setup-lint setup-windows build-windows \
-	test-windows setup-msvc build-msvc test-msvc
+.PHONY: all setup configure build test demo lint package clean setup-lint setup-windows \
+	build-windows test-windows setup-msvc build-msvc test-msvc
 
 all: build
 
 setup:
 	@scripts/setup.sh base
 
-$(BUILD)/build.ninja: | setup
-	cmake --preset $(PRESET) -B $(BUILD) $(CMAKE_FLAGS)
+configure: setup
+	CMAKE=$(CMAKE) scripts/configure_build.sh $(BUILD) $(PRESET) $(PRESET_REQUIRED) $(CMAKE_FLAGS)
 
-build: setup $(BUILD)/build.ninja
-	cmake --build $(BUILD) -j $(JOBS)
+build: configure
+	$(CMAKE) --build $(BUILD) -j $(JOBS)
 
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-demo: setup $(BUILD)/build.ninja
-	cmake --build $(BUILD) -j $(JOBS) --target demo_host xt_sample_config
+demo: configure
+	$(CMAKE) --build $(BUILD) -j $(JOBS) --target demo_host xt_sample_config
 	$(BUILD)/bin/demo_host
 
 # clang-format over every tracked C++ file; clang-tidy (.clang-tidy) over the
@@ -43,7 +51,7 @@ demo: setup $(BUILD)/build.ninja
 setup-lint: setup
 	@scripts/setup.sh lint
 
-lint: setup-lint $(BUILD)/build.ninja
+lint: setup-lint configure
 	JOBS=$(JOBS) scripts/lint.sh $(BUILD)
 
 # The archives are made and checked by the package_* tests of the native
@@ -84,8 +92,9 @@ BENCH_BUILD ?= build-bench
 bench:
 	@scripts/setup.sh base bench
 	cmake --preset bench -B $(BENCH_BUILD) $(CMAKE_FLAGS)
-	cmake --build $(BENCH_BUILD) -j $(JOBS) --target ks_bench
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target ks_bench journal_report journal_dump journal_forge
 	scripts/bench_run.sh $(BENCH_BUILD)
+	python3 scripts/bench_journal_tools.py $(BENCH_BUILD)
 
 # Instructions per call of the hot paths (sendOrder, the order and deal
 # pushes, two query replies), counted by callgrind in the ci preset's build
@@ -95,12 +104,13 @@ bench:
 # the change.
 .PHONY: count-gate count-baseline
 count-gate count-baseline: PRESET = ci
-count-gate count-baseline: setup $(BUILD)/build.ninja
+count-gate count-baseline: PRESET_REQUIRED = yes
+count-gate count-baseline: configure
 	@scripts/setup.sh bench
 	@grep -q '^KS_BUILD_BENCHMARKS:BOOL=ON' $(BUILD)/CMakeCache.txt || { \
 	  echo "$@: $(BUILD) is built without the benchmarks: configure it with the ci preset" >&2; \
 	  exit 2; }
-	cmake --build $(BUILD) -j $(JOBS) --target ks_hot_paths
+	$(CMAKE) --build $(BUILD) -j $(JOBS) --target ks_hot_paths
 	scripts/count_gate.py $(BUILD) $(if $(filter count-baseline,$@),--renew)
 
 # Clang builds that prove the plug-in clean (scripts/setup.sh clang): the

@@ -67,11 +67,11 @@ void BM_JournalSizePerOrder(benchmark::State& state) {
   const xti::VendorOrder filled = vendorOrder(1, OrderEvent::kFilled);
   const xti::VendorDeal deal = vendorDeal(1);
   OrderAcceptedRecord acceptedRecord;
-  toOrderRecord(accepted, acceptedRecord);
+  toOrderRecord(accepted, SessionConfig(), acceptedRecord);
   OrderFilledRecord filledRecord;
-  toOrderRecord(filled, filledRecord);
+  toOrderRecord(filled, SessionConfig(), filledRecord);
   FillRecord fillRecord;
-  toFillRecord(deal, fillRecord);
+  toFillRecord(deal, SessionConfig(), fillRecord);
   const xti::XtError success;
   const ResultStatus ok;
   namespace j = journal;

@@ -8,47 +8,42 @@
 namespace xti {
 namespace {
 
-std::mutex& hookMutex() {
-  static std::mutex mutex;
-  return mutex;
+// The hooks installed, each read and written under the one mutex.
+struct Hooks {
+  std::mutex mutex;
+  hooks::ApiFactory factory;
+  hooks::JoinAll joinAll;
+};
+
+Hooks& installed() {
+  static Hooks instance;
+  return instance;
 }
-hooks::ApiFactory& factoryHook() {
-  static hooks::ApiFactory factory;
-  return factory;
+
+template <class Hook>
+void install(Hook Hooks::*hook, Hook value) {
+  std::lock_guard<std::mutex> lock(installed().mutex);
+  installed().*hook = std::move(value);
 }
-hooks::JoinAll& joinAllHook() {
-  static hooks::JoinAll joinAll;
-  return joinAll;
+
+template <class Hook>
+Hook current(Hook Hooks::*hook) {
+  std::lock_guard<std::mutex> lock(installed().mutex);
+  return installed().*hook;
 }
 
 }  // namespace
 
-void hooks::setApiFactory(ApiFactory factory) {
-  std::lock_guard<std::mutex> lock(hookMutex());
-  factoryHook() = std::move(factory);
-}
-
-void hooks::setJoinAll(JoinAll joinAll) {
-  std::lock_guard<std::mutex> lock(hookMutex());
-  joinAllHook() = std::move(joinAll);
-}
+void hooks::setApiFactory(ApiFactory factory) { install(&Hooks::factory, std::move(factory)); }
+void hooks::setJoinAll(JoinAll joinAll) { install(&Hooks::joinAll, std::move(joinAll)); }
 
 XtTraderApi* XtTraderApi::createXtTraderApi(const char* address) {
-  hooks::ApiFactory factory;
-  {
-    std::lock_guard<std::mutex> lock(hookMutex());
-    factory = factoryHook();
-  }
-  if (factory) return factory(address);
-  return sim::createSimulatedApi(address);
+  const hooks::ApiFactory factory = current(&Hooks::factory);
+  return factory ? factory(address) : sim::createSimulatedApi(address);
 }
 
 void XtTraderApi::joinAll() {
-  hooks::JoinAll joinAll;
-  {
-    std::lock_guard<std::mutex> lock(hookMutex());
-    joinAll = joinAllHook();
-  }
+  const hooks::JoinAll joinAll = current(&Hooks::joinAll);
   if (joinAll) return joinAll();
   sim::joinSimulatedThreads();
 }

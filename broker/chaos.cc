@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string>
 #include <utility>
+
+#include "broker/sim_platform.h"
 
 namespace xti {
 namespace sim {
@@ -27,6 +30,16 @@ bool drawShare(uint64_t& state, double share) {
   return unit < share;
 }
 
+void logFault(const Chaos& chaos, const char* fault, const AnswerName& answer,
+              const std::string& more) {
+  if (chaos.log.empty()) return;
+  std::string line = std::string(fault) + " " + answer.callback +
+                     " request=" + std::to_string(answer.requestId) +
+                     " order=" + std::to_string(answer.orderId);
+  if (!more.empty()) line += " " + more;
+  appendLine(chaos.log, line);  // a log that cannot be written changes nothing of the day
+}
+
 ChaosPlan::ChaosPlan(const Chaos& chaos) : chaos_(chaos), state_(chaos.seed) {}
 
 bool ChaosPlan::arrange(std::vector<Answer>& answers, std::vector<Answer>& late) {
@@ -42,11 +55,13 @@ bool ChaosPlan::arrange(std::vector<Answer>& answers, std::vector<Answer>& late)
         std::any_of(rest, answers.end(),
                     [](const Answer& b) { return b.kind == AnswerKind::kErrorPush; }) &&
         draw(chaos_.errorPushWithoutReply)) {
+      log("error_push_without_reply", a);
       continue;
     }
     if (a.kind == AnswerKind::kReply && rest != answers.end() && rest->kind == AnswerKind::kPush &&
         draw(chaos_.pushesBeforeReply)) {
       // The run of pushes that follows the reply goes out ahead of it.
+      a.fault = "push_before_reply";
       const auto end = std::find_if(rest, answers.end(),
                                     [](const Answer& b) { return b.kind != AnswerKind::kPush; });
       std::move(rest, end, std::back_inserter(out));
@@ -58,13 +73,19 @@ bool ChaosPlan::arrange(std::vector<Answer>& answers, std::vector<Answer>& late)
   out.clear();
   for (Answer& a : answers) {
     if (isReply(a) && draw(chaos_.reorderReplies)) {
+      log("held_reply", a);
       held_.push_back(std::move(a));
     } else if (isReply(a) && draw(chaos_.delayReplies)) {
+      log("late_reply", a);
       late.push_back(std::move(a));
     } else {
-      const bool twice = a.kind == AnswerKind::kPush && draw(chaos_.duplicatePushes);
+      const bool twice = (a.kind == AnswerKind::kPush || a.kind == AnswerKind::kErrorPush) &&
+                         draw(chaos_.duplicatePushes);
       out.push_back(std::move(a));
-      if (twice) out.push_back(out.back());
+      if (twice) {
+        out.push_back(out.back());
+        out.back().fault = "duplicate_push";
+      }
     }
   }
   std::move(released.begin(), released.end(), std::back_inserter(out));
@@ -72,10 +93,20 @@ bool ChaosPlan::arrange(std::vector<Answer>& answers, std::vector<Answer>& late)
 
   const long long budget = chaos_.dropAfterEvents;
   sent_ += static_cast<long long>(answers.size() + late.size());
-  if (budget == 0 || sent_ < budget) return true;
-  const long long keep = static_cast<long long>(answers.size()) - (sent_ - budget);
-  answers.resize(static_cast<std::size_t>(std::max(0LL, keep)));
-  return false;
+  const bool goesOn = budget == 0 || sent_ < budget;
+  if (!goesOn) {
+    const long long keep = static_cast<long long>(answers.size()) - (sent_ - budget);
+    answers.resize(static_cast<std::size_t>(std::max(0LL, keep)));
+  }
+  // The faults that go out (a push sent twice, a reply after its pushes) are
+  // logged once the budget has cut what does not.
+  for (std::vector<Answer>* list : {&answers, &late}) {
+    for (Answer& a : *list) {
+      if (a.fault != nullptr) log(a.fault, a);
+      a.fault = nullptr;
+    }
+  }
+  return goesOn;
 }
 
 }  // namespace sim

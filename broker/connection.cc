@@ -88,12 +88,13 @@ void Connection::init(const char* configPath) {
     chaos_ = ChaosPlan();
     dropAt_ = Clock::time_point::max();
     late_.clear();
-    if (!loaded.ok) {
+    const std::string refusal =
+        !loaded.ok ? kConfigError + loaded.error
+        : std::find(unreachable.begin(), unreachable.end(), address_) != unreachable.end()
+            ? kUnreachable + address_
+            : std::string();
+    if (!refusal.empty()) {
       counter_ = Counter::offline();
-      out.connected(false, kConfigError + loaded.error);
-    } else if (std::find(unreachable.begin(), unreachable.end(), address_) != unreachable.end()) {
-      counter_ = Counter::offline();
-      out.connected(false, kUnreachable + address_);
     } else {
       const Clock::time_point now = Clock::now();
       walkMs_ = behaviour.priceWalkMs;
@@ -105,8 +106,8 @@ void Connection::init(const char* configPath) {
       if (!parkedDays().resume(address_, counter_)) {
         counter_ = Counter(std::move(loaded.config), clock_);
       }
-      out.connected(true, std::string());
     }
+    out.add(AnswerKind::kOther, &XtTraderApiCallback::onConnected, refusal.empty(), refusal);
     changed_.notify_all();
     answers = out.take();
     if (!synchronous_) {
@@ -122,11 +123,12 @@ void Connection::send(std::vector<Answer>& answers) {
   if (!chaos_.arrange(answers, late)) return drop(answers, false);
   if (late.empty()) return;
   const Clock::time_point due = Clock::now() + std::chrono::milliseconds(chaos_.chaos().delayMs);
-  for (Answer& answer : late) late_.push_back(Pending{std::move(answer.call), due});
+  for (Answer& answer : late) late_.push_back(Pending{std::move(answer), due});
   changed_.notify_all();
 }
 
 void Connection::drop(std::vector<Answer>& answers, bool loseQueued) {
+  logFault(chaos_.chaos(), "drop", AnswerName{"onConnected", 0, 0});
   if (loseQueued) queue_.clear();
   late_.clear();
   if (chaos_.chaos().keepDayAfterDrop) {
@@ -138,7 +140,7 @@ void Connection::drop(std::vector<Answer>& answers, bool loseQueued) {
   dropAt_ = Clock::time_point::max();
   walkMs_ = 0;
   Outbox out;
-  out.connected(false, kDropped);
+  out.add(AnswerKind::kOther, &XtTraderApiCallback::onConnected, false, std::string(kDropped));
   for (Answer& answer : out.take()) answers.push_back(std::move(answer));
 }
 
@@ -148,7 +150,7 @@ bool Connection::enqueue(std::vector<Answer> answers) {
   // due time, which later answers never precede: only the first one wakes it.
   const bool wake = queue_.empty();
   const Clock::time_point due = Clock::now() + std::chrono::milliseconds(latencyMs_);
-  for (Answer& answer : answers) queue_.push_back(Pending{std::move(answer.call), due});
+  for (Answer& answer : answers) queue_.push_back(Pending{std::move(answer), due});
   return wake;
 }
 
@@ -162,8 +164,7 @@ int Connection::callbacksOnThisThread() const {
   return count;
 }
 
-template <class Each>
-void Connection::deliverEach(std::size_t count, Each&& each) {
+void Connection::deliver(const std::vector<Answer>& answers) {
   XtTraderApiCallback* callback = nullptr;
   {
     kestrel::MutexLock lock(mu_);
@@ -174,9 +175,9 @@ void Connection::deliverEach(std::size_t count, Each&& each) {
   const DeliveringFrame*& innermost = Delivering::mine();
   const DeliveringFrame frame{this, innermost};
   innermost = &frame;
-  for (std::size_t i = 0; i < count && !stopped_.load(std::memory_order_acquire); ++i) {
+  for (std::size_t i = 0; i < answers.size() && !stopped_.load(std::memory_order_acquire); ++i) {
     try {
-      each(i)(*callback);
+      answers[i].call(*callback);
     } catch (...) {
       // The receiver's exception ends at the library's boundary.
     }
@@ -185,14 +186,6 @@ void Connection::deliverEach(std::size_t count, Each&& each) {
   kestrel::MutexLock lock(mu_);
   --inFlight_;
   if (stopped_) changed_.notify_all();
-}
-
-void Connection::deliver(const std::vector<Answer>& answers) {
-  deliverEach(answers.size(), [&](std::size_t i) -> const Event& { return answers[i].call; });
-}
-
-void Connection::deliver(std::deque<Pending>& batch) {
-  deliverEach(batch.size(), [&](std::size_t i) -> const Event& { return batch[i].event; });
 }
 
 void Connection::shutdown() {
@@ -206,7 +199,7 @@ void Connection::shutdown() {
 }
 
 void Connection::run() {
-  std::deque<Pending> batch;
+  std::vector<Answer> batch;
   mu_.lock();
   while (!stopped_) {
     const Clock::time_point now = Clock::now();
@@ -218,11 +211,11 @@ void Connection::run() {
     }
     // Everything due goes in one batch, delivered without the lock.
     if (!late_.empty() && late_.front().due <= now) {
-      batch.push_back(std::move(late_.front()));
+      batch.push_back(std::move(late_.front().answer));
       late_.erase(late_.begin());
     }
     while (!queue_.empty() && queue_.front().due <= now) {
-      batch.push_back(std::move(queue_.front()));
+      batch.push_back(std::move(queue_.front().answer));
       queue_.pop_front();
     }
     if (!batch.empty()) {

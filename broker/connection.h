@@ -91,7 +91,7 @@ class Connection {
  private:
   using Clock = std::chrono::steady_clock;
   struct Pending {
-    Event event;
+    Answer answer;
     Clock::time_point due;
   };
 
@@ -106,9 +106,6 @@ class Connection {
   void sleep(Clock::time_point until) KS_REQUIRES(mu_);
   // Runs the callbacks on this thread, in order, while delivery has not stopped.
   void deliver(const std::vector<Answer>& answers) KS_EXCLUDES(mu_);
-  void deliver(std::deque<Pending>& batch) KS_EXCLUDES(mu_);
-  template <class Each>
-  void deliverEach(std::size_t count, Each&& each) KS_EXCLUDES(mu_);
   int callbacksOnThisThread() const;
 
   // Constant after construction.

@@ -93,13 +93,8 @@ Counter::Counter(Config config, Clock clock)
   for (const AccountConfig& a : config_.accounts) {
     accounts_[a.id] = Account{a, 0, 0};
     for (const StartPosition& p : a.positions) {
-      Lot lot;
-      lot.tradeId = sequenceText("Y", 8, startLot++);
-      lot.openDate = openDate;
-      lot.openPrice = p.openPrice;
-      lot.volume = p.volume;
-      lot.age = kOlder;
-      position(a.id, p.instrument, p.side).addLot(lot);
+      position(a.id, p.instrument, p.side)
+          .addLot(Lot{sequenceText("Y", 8, startLot++), openDate, p.openPrice, p.volume, kOlder});
     }
   }
 }
@@ -113,47 +108,43 @@ Position& Counter::position(const std::string& account, const std::string& instr
   return positions_.try_emplace(PositionKey(account, instrument, side), side).first->second;
 }
 
-double Counter::referencePrice(const std::string& code) const {
-  const Instrument* i = instrument(code);
-  return i == nullptr ? 0 : i->reference;
-}
-
 // --- Login -------------------------------------------------------------------
 
 void Counter::login(const std::string& user, const std::string& password, int requestId,
                     Outbox& out) {
-  if (!online_)
-    return out.userLogin(user, password, requestId, failure(kErrNotConnected, kNotConnected));
   const UserConfig* config = config_.findUser(user);
-  if (config == nullptr || config->password != password) {
-    return out.userLogin(user, password, requestId, failure(kErrLogin, kBadLogin));
-  }
+  const Outcome outcome = !online_ ? failure(kErrNotConnected, kNotConnected)
+                          : config == nullptr || config->password != password
+                              ? failure(kErrLogin, kBadLogin)
+                              : Outcome::success();
+  out.add(AnswerKind::kOther, &XtTraderApiCallback::onUserLogin, user, password, requestId,
+          outcome);
+  if (outcome.errorId != 0) return;
   loggedInUsers_.insert(user);
-  out.userLogin(user, password, requestId, Outcome::success());
   for (const std::string& account : config->accounts) {
     loggedIn_.insert(account);
-    out.accountStatus(account, accounts_.at(account).config.type, 1);
+    out.add(AnswerKind::kOther, &XtTraderApiCallback::onAccountStatus, account,
+            accounts_.at(account).config.type, 1);
   }
 }
 
 void Counter::logout(const std::string& user, const std::string& password, int requestId,
                      Outbox& out) {
-  if (!online_)
-    return out.userLogout(user, password, requestId, failure(kErrNotConnected, kNotConnected));
   const UserConfig* config = config_.findUser(user);
-  if (config == nullptr || loggedInUsers_.count(user) == 0) {
-    return out.userLogout(user, password, requestId, failure(kErrNotLoggedIn, kUserNotLoggedIn));
-  }
-  if (config->password != password) {
-    return out.userLogout(user, password, requestId, failure(kErrLogin, kBadLogin));
-  }
+  const Outcome outcome = !online_ ? failure(kErrNotConnected, kNotConnected)
+                          : config == nullptr || loggedInUsers_.count(user) == 0
+                              ? failure(kErrNotLoggedIn, kUserNotLoggedIn)
+                          : config->password != password ? failure(kErrLogin, kBadLogin)
+                                                         : Outcome::success();
+  out.add(AnswerKind::kOther, &XtTraderApiCallback::onUserLogout, user, password, requestId,
+          outcome);
+  if (outcome.errorId != 0) return;
   loggedInUsers_.erase(user);
   loggedIn_.clear();
   for (const std::string& name : loggedInUsers_) {
     const UserConfig* other = config_.findUser(name);
     loggedIn_.insert(other->accounts.begin(), other->accounts.end());
   }
-  out.userLogout(user, password, requestId, Outcome::success());
 }
 
 Outcome Counter::checkAccount(const std::string& account) const {
@@ -200,9 +191,7 @@ Outcome Counter::checkClosable(const Order& order) {
   int free = 0;
   if (it != positions_.end()) {
     const Position& p = it->second;
-    const bool today =
-        order.operation == OPT_CLOSE_LONG_TODAY || order.operation == OPT_CLOSE_SHORT_TODAY;
-    if (today)
+    if (order.closesToday())
       free = p.freeVolume(kToday);
     else if (separatesToday(order.exchange))
       free = p.freeVolume(kOlder);
@@ -215,21 +204,11 @@ Outcome Counter::checkClosable(const Order& order) {
 // Holds the closing order's volume: older lots first unless it closes today's.
 void Counter::freezeClose(Order& order) {
   Position& p = position(order.account, order.instrument, order.side());
-  const bool today =
-      order.operation == OPT_CLOSE_LONG_TODAY || order.operation == OPT_CLOSE_SHORT_TODAY;
-  const int older = today ? 0 : std::min(order.volume, p.freeVolume(kOlder));
+  const int older = order.closesToday() ? 0 : std::min(order.volume, p.freeVolume(kOlder));
   order.frozen[kOlder] = older;
   order.frozen[kToday] = order.volume - older;
   p.freeze(kOlder, order.frozen[kOlder]);
   p.freeze(kToday, order.frozen[kToday]);
-}
-
-void Counter::releaseFrozen(Order& order) {
-  if (order.opening()) return;
-  Position& p = position(order.account, order.instrument, order.side());
-  p.unfreeze(kOlder, order.frozen[kOlder]);
-  p.unfreeze(kToday, order.frozen[kToday]);
-  order.frozen[kOlder] = order.frozen[kToday] = 0;
 }
 
 void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& out) {
@@ -252,18 +231,22 @@ void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& o
       const double price = order.market ? inst->reference : order.limitPrice;
       const double value = price * order.volume * inst->config.multiplier;
       const double needed = value * (inst->config.marginRate + config_.behaviour.commissionRate);
-      if (!(needed <= fundsOf(account).available)) outcome = failure(kErrFunds, kNoFunds);
+      if (!(needed <= accountRecord(account).m_dAvailable)) outcome = failure(kErrFunds, kNoFunds);
     } else {
       outcome = checkClosable(order);
     }
   }
   if (outcome.errorId == 0 && drawShare(rejectState_, config_.chaos.rejectOrders)) {
     outcome = randomRefusal(order.opening());
+    logFault(config_.chaos, "refusal", AnswerName{"onOrderReply", requestId, 0},
+             "text=" + outcome.text);
   }
   if (outcome.errorId != 0) {
-    out.orderReply(requestId, 0, std::string(), outcome);
+    out.add(Outbox::replyKind(outcome), &XtTraderApiCallback::onOrderReply, requestId, 0,
+            std::string(), outcome);
     if (config_.behaviour.errorPush) {
-      out.orderErrorPush(orderError(account, outcome, 0, requestId, false));
+      out.add(AnswerKind::kErrorPush, &XtTraderApiCallback::onOrderErrorPush,
+              orderError(account, outcome, 0, requestId, false));
     }
     return;
   }
@@ -273,7 +256,8 @@ void Counter::placeOrder(const COrdinaryOrder* request, int requestId, Outbox& o
   order.submitStatus = SUBMIT_INSERT_SUBMITTED_CHAR;
   if (!order.opening()) freezeClose(order);
   orders_.push_back(order);
-  out.orderReply(requestId, order.id, std::string(), Outcome::success());
+  out.add(AnswerKind::kReply, &XtTraderApiCallback::onOrderReply, requestId, order.id,
+          std::string(), Outcome::success());
   sendToExchange(orders_.back(), out);
 }
 
@@ -295,21 +279,17 @@ void Counter::sendToExchange(Order& order, Outbox& out) {
   const double slack = 1e-9 * inst.config.price;
   if (!order.market && (order.limitPrice > inst.config.price + band + slack ||
                         order.limitPrice < inst.config.price - band - slack)) {
-    order.status = ORDER_REJECTED_CHAR;
-    order.submitStatus = SUBMIT_INSERT_SUBMITTED_CHAR;
-    order.message = kOutsideBand;
-    releaseFrozen(order);
-    out.orderPush(orderRecord(order));
-    return;
+    return finish(order, ORDER_REJECTED_CHAR, kOutsideBand, out);
   }
   order.exchangeOrderId = sequenceText("", 12, nextExchangeOrderId_++);
   order.status = ORDER_NO_TRADE_QUEUEING_CHAR;
   order.submitStatus = SUBMIT_ACCEPTED_CHAR;
   order.message = kQueued;
   resting_.push_back(order.id);
-  out.orderPush(orderRecord(order));
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onOrderPush, orderRecord(order));
   if (config_.behaviour.fillMode == FillMode::kNone) {
-    if (order.market) finishUnfilledMarketOrder(order, out);
+    // A market order that found nothing to trade with ends cancelled.
+    if (order.market) finish(order, ORDER_CANCELED_CHAR, kMarketRemainderCancelled, out);
     return;
   }
   if (order.market || crosses(order, inst.reference)) match(order, inst.reference, out);
@@ -341,17 +321,10 @@ void Counter::fill(Order& order, double price, int volume, Outbox& out) {
   const double commission = amount * config_.behaviour.commissionRate;
   account.commission += commission;
 
-  VendorDeal deal{};
   const std::string tradeId = sequenceText("T", 8, nextDealId_++);
-  const Stamp now = clock_();
   if (order.opening()) {
-    Lot lot;
-    lot.tradeId = tradeId;
-    lot.openDate = tradingDay_;
-    lot.openPrice = price;
-    lot.volume = volume;
-    lot.age = kToday;
-    position(order.account, order.instrument, order.side()).addLot(lot);
+    position(order.account, order.instrument, order.side())
+        .addLot(Lot{tradeId, tradingDay_, price, volume, kToday});
   } else {
     Position& p = position(order.account, order.instrument, order.side());
     const int older = std::min(volume, order.frozen[kOlder]);
@@ -370,39 +343,22 @@ void Counter::fill(Order& order, double price, int volume, Outbox& out) {
   order.message = done ? kAllFilled : kPartFilled;
   if (done) resting_.erase(std::remove(resting_.begin(), resting_.end(), order.id), resting_.end());
 
-  const VendorOrder record = orderRecord(order);
-  kestrel::copyToField(deal.m_strAccountID, order.account);
-  deal.m_nAccountType = order.accountType;
-  kestrel::copyToField(deal.m_strExchangeID, order.exchange);
-  kestrel::copyToField(deal.m_strProductID, order.product);
-  kestrel::copyToField(deal.m_strInstrumentID, order.instrument);
-  kestrel::copyToField(deal.m_strOrderSysID, order.exchangeOrderId);
-  kestrel::copyToField(deal.m_strTradeID, tradeId);
-  deal.m_nFrontID = 1;
-  deal.m_dPrice = price;
-  deal.m_nVolume = volume;
-  kestrel::copyToField(deal.m_strTradeDate, now.date);
-  kestrel::copyToField(deal.m_strTradeTime, now.time);
-  deal.m_nSessionID = 1;
-  deal.m_dTradeAmount = amount;
-  deal.m_dCommission = commission;
-  deal.m_nOrderID = order.id;
-  deal.m_nDirection = record.m_nDirection;
-  deal.m_nOffsetFlag = record.m_nOffsetFlag;
-  deal.m_nHedgeFlag = record.m_nHedgeFlag;
-  deal.m_nPriceType = record.m_nPriceType;
-  deals_.push_back(deal);
-  out.orderPush(record);
-  out.dealPush(deal);
+  deals_.push_back(dealRecord(order, tradeId, price, volume, amount, commission));
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onOrderPush, orderRecord(order));
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onDealPush, deals_.back());
 }
 
-// A market order that found nothing to trade with ends cancelled.
-void Counter::finishUnfilledMarketOrder(Order& order, Outbox& out) {
-  order.status = ORDER_CANCELED_CHAR;
-  order.message = kMarketRemainderCancelled;
-  releaseFrozen(order);
+void Counter::finish(Order& order, int status, const char* message, Outbox& out) {
+  order.status = status;
+  order.message = message;
+  if (!order.opening()) {
+    Position& p = position(order.account, order.instrument, order.side());
+    p.unfreeze(kOlder, order.frozen[kOlder]);
+    p.unfreeze(kToday, order.frozen[kToday]);
+    order.frozen[kOlder] = order.frozen[kToday] = 0;
+  }
   resting_.erase(std::remove(resting_.begin(), resting_.end(), order.id), resting_.end());
-  out.orderPush(orderRecord(order));
+  out.add(AnswerKind::kPush, &XtTraderApiCallback::onOrderPush, orderRecord(order));
 }
 
 // --- Cancels -----------------------------------------------------------------
@@ -416,15 +372,11 @@ void Counter::cancelById(int orderId, int requestId, Outbox& out) {
 void Counter::cancelByExchangeId(const std::string& account, const std::string& exchangeOrderId,
                                  const std::string& exchange, const std::string& instrument,
                                  int requestId, Outbox& out) {
-  Order* found = nullptr;
-  for (Order& order : orders_) {
-    if (!order.exchangeOrderId.empty() && order.exchangeOrderId == exchangeOrderId &&
-        order.account == account && order.exchange == exchange && order.instrument == instrument) {
-      found = &order;
-      break;
-    }
-  }
-  cancelOrder(found, account, requestId, true, out);
+  const auto found = std::find_if(orders_.begin(), orders_.end(), [&](const Order& order) {
+    return !order.exchangeOrderId.empty() && order.exchangeOrderId == exchangeOrderId &&
+           order.account == account && order.exchange == exchange && order.instrument == instrument;
+  });
+  cancelOrder(found == orders_.end() ? nullptr : &*found, account, requestId, true, out);
 }
 
 void Counter::cancelOrder(Order* order, const std::string& account, int requestId,
@@ -441,22 +393,17 @@ void Counter::cancelOrder(Order* order, const std::string& account, int requestI
     else if (order->status == ORDER_REJECTED_CHAR)
       outcome = failure(kErrCancel, kCancelRejected);
   }
-  if (byExchangeId)
-    out.cancelReply2(requestId, outcome);
-  else
-    out.cancelReply(requestId, outcome);
+  out.add(Outbox::replyKind(outcome),
+          byExchangeId ? &XtTraderApiCallback::onCancelReply2 : &XtTraderApiCallback::onCancelReply,
+          requestId, outcome);
   if (outcome.errorId != 0) {
     if (config_.behaviour.errorPush) {
-      out.cancelErrorPush(
-          orderError(account, outcome, order != nullptr ? order->id : 0, requestId, true));
+      out.add(AnswerKind::kErrorPush, &XtTraderApiCallback::onCancelErrorPush,
+              orderError(account, outcome, order != nullptr ? order->id : 0, requestId, true));
     }
     return;
   }
-  order->status = ORDER_CANCELED_CHAR;
-  order->message = kCancelled;
-  releaseFrozen(*order);
-  resting_.erase(std::remove(resting_.begin(), resting_.end(), order->id), resting_.end());
-  out.orderPush(orderRecord(*order));
+  finish(*order, ORDER_CANCELED_CHAR, kCancelled, out);
 }
 
 // --- Market steps ------------------------------------------------------------

@@ -88,8 +88,6 @@ class Counter {
   // Sets one reference price and fills the resting orders it crosses; false
   // for an unknown instrument or a price that is not above 0.
   bool setReferencePrice(const std::string& instrument, double price, Outbox& out);
-  // The current reference price, or 0 for an unknown instrument.
-  double referencePrice(const std::string& instrument) const;
 
  private:
   struct Order {
@@ -117,23 +115,15 @@ class Counter {
       return status == ORDER_NO_TRADE_QUEUEING_CHAR || status == ORDER_PART_TRADED_QUEUEING_CHAR;
     }
     bool opening() const { return operation == OPT_OPEN_LONG || operation == OPT_OPEN_SHORT; }
+    bool closesToday() const {
+      return operation == OPT_CLOSE_LONG_TODAY || operation == OPT_CLOSE_SHORT_TODAY;
+    }
     bool buy() const {
       return operation == OPT_OPEN_LONG || operation == OPT_CLOSE_SHORT_HISTORY ||
              operation == OPT_CLOSE_SHORT_TODAY;
     }
     // The position the order opens or closes.
     Side side() const { return operation <= OPT_CLOSE_LONG_TODAY ? Side::kLong : Side::kShort; }
-  };
-  struct Funds {
-    double preBalance = 0;
-    double balance = 0;
-    double available = 0;
-    double commission = 0;
-    double currMargin = 0;
-    double frozenMargin = 0;
-    double frozenCommission = 0;
-    double closeProfit = 0;
-    double positionProfit = 0;
   };
   struct Instrument {
     InstrumentConfig config;
@@ -155,24 +145,41 @@ class Counter {
   Outcome checkClosable(const Order& order);
   Outcome randomRefusal(bool opening);
   void freezeClose(Order& order);
-  void releaseFrozen(Order& order);
   // The exchange's part: band check, acceptance, and the first match.
   void sendToExchange(Order& order, Outbox& out);
   bool crosses(const Order& order, double reference) const;
   void match(Order& order, double price, Outbox& out);
   void fill(Order& order, double price, int volume, Outbox& out);
-  void finishUnfilledMarketOrder(Order& order, Outbox& out);
+  // Ends an order that trades no more (`status`, `message`): its frozen
+  // volume is released and its push written.
+  void finish(Order& order, int status, const char* message, Outbox& out);
   void cancelOrder(Order* order, const std::string& account, int requestId, bool byExchangeId,
                    Outbox& out);
   void matchResting(Outbox& out);
 
-  Funds fundsOf(const std::string& account) const;
   const Instrument* instrument(const std::string& code) const;
   Position& position(const std::string& account, const std::string& instrument, Side side);
 
-  // Records the vendor library sends.
+  // A query's answer: one reply per record of `records()`, the last
+  // flagged; no records, or an account the query may not read: one reply
+  // with a null record, isLast true (and the error).
+  template <class Record, class Records>
+  void answerQuery(QueryReply<Record> reply, const std::string& account, int requestId, Outbox& out,
+                   Records records) const;
+
+  // Records the vendor library sends. The account's record holds its funds,
+  // which an opening order must not exceed.
   VendorOrder orderRecord(const Order& order) const;
-  VendorAccountDetail accountRecord(const Account& account) const;
+  VendorDeal dealRecord(const Order& order, const std::string& tradeId, double price, int volume,
+                        double amount, double commission) const;
+  // The members an order's record and its deals' records share.
+  template <class Record>
+  void orderFields(const Order& order, Record& r) const;
+  // Adds to `r` what a live order holds back: margin (opening orders) and
+  // commission on its remaining volume.
+  template <class Record>
+  void addFrozen(const Order& order, Record& r) const;
+  VendorAccountDetail accountRecord(const std::string& account) const;
   void positionRecords(const std::string& account, std::vector<VendorPosition>& positions,
                        std::vector<VendorPositionDetail>* details) const;
 

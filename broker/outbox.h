@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "plugin/xt_trader_api.h"
@@ -30,9 +31,19 @@ enum class AnswerKind {
   kErrorPush,    // onOrderErrorPush, onCancelErrorPush
 };
 
+// What the chaos log names an answer by: its callback, and the vendor's
+// request number and order number it carries (0 where it has none).
+struct AnswerName {
+  const char* callback = "";
+  int requestId = 0;
+  int orderId = 0;
+};
+
 struct Answer {
   Event call;
   AnswerKind kind = AnswerKind::kOther;
+  AnswerName name;
+  const char* fault = nullptr;  // what the chaos did to it, to log once it goes out
 };
 
 // A reply's outcome: error id 0 is success (sent without a text).
@@ -48,46 +59,19 @@ using QueryReply = void (XtTraderApiCallback::*)(const char*, int, const Record*
 
 class Outbox {
  public:
-  void connected(bool success, const std::string& text);
-  void userLogin(const std::string& user, const std::string& password, int requestId,
-                 const Outcome& outcome);
-  void userLogout(const std::string& user, const std::string& password, int requestId,
-                  const Outcome& outcome);
-  void accountStatus(const std::string& account, int accountType, int status);
-  void orderReply(int requestId, int orderId, const std::string& remark, const Outcome& outcome);
-  void cancelReply(int requestId, const Outcome& outcome);   // onCancelReply
-  void cancelReply2(int requestId, const Outcome& outcome);  // onCancelReply2
-  void orderPush(const VendorOrder& order);
-  void dealPush(const VendorDeal& deal);
-  void orderErrorPush(const VendorOrderError& error);
-  void cancelErrorPush(const VendorOrderError& error);
-
-  // One reply per record, the last flagged; no records: one reply with a
-  // null record and isLast true.
-  template <class Record>
-  void queryAnswer(QueryReply<Record> reply, const std::string& account, int requestId,
-                   const std::vector<Record>& records) {
-    if (records.empty()) {
-      add([=](XtTraderApiCallback& cb) {
-        (cb.*reply)(account.c_str(), requestId, nullptr, true, XtError());
-      });
-      return;
-    }
-    for (std::size_t i = 0; i < records.size(); ++i) {
-      const Record record = records[i];
-      const bool last = i + 1 == records.size();
-      add([=](XtTraderApiCallback& cb) {
-        (cb.*reply)(account.c_str(), requestId, &record, last, XtError());
-      });
-    }
+  // The callback `callback` with `args`, which the event keeps copies of and
+  // hands over as the callback takes them: a std::string as its C string, an
+  // Outcome as the XtError it means, a record as a pointer to the copy, a
+  // number as it is. `kind` is what the answer is to the chaos.
+  template <class... Params, class... Args>
+  void add(AnswerKind kind, void (XtTraderApiCallback::*callback)(Params...), Args... args) {
+    events_.push_back(Answer{[=](XtTraderApiCallback& cb) { (cb.*callback)(pass(args)...); }, kind,
+                             nameOf(callback, args...)});
   }
-  // A failed query: one reply with a null record, isLast true and the error.
-  template <class Record>
-  void queryFailure(QueryReply<Record> reply, const std::string& account, int requestId,
-                    const Outcome& outcome) {
-    add([=](XtTraderApiCallback& cb) {
-      (cb.*reply)(account.c_str(), requestId, nullptr, true, toError(outcome));
-    });
+
+  // A reply's kind: accepting or refusing the request.
+  static AnswerKind replyKind(const Outcome& outcome) {
+    return outcome.errorId == 0 ? AnswerKind::kReply : AnswerKind::kFailedReply;
   }
 
   bool empty() const { return events_.empty(); }
@@ -97,11 +81,45 @@ class Outbox {
   static XtError toError(const Outcome& outcome);
 
  private:
-  void add(Event event, AnswerKind kind = AnswerKind::kOther) {
-    events_.push_back(Answer{std::move(event), kind});
+  // The replies', the pushes' and the error pushes' names; the others need none.
+  template <class Callback, class... Args>
+  static AnswerName nameOf(Callback, const Args&...) {
+    return AnswerName();
   }
-  void reply(const Outcome& outcome, Event event) {
-    add(std::move(event), outcome.errorId == 0 ? AnswerKind::kReply : AnswerKind::kFailedReply);
+  template <class Callback>
+  static AnswerName nameOf(Callback, int requestId, int orderId, const std::string&,
+                           const Outcome&) {
+    return AnswerName{"onOrderReply", requestId, orderId};
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback callback, int requestId, const Outcome&) {
+    const bool second = callback == &XtTraderApiCallback::onCancelReply2;
+    return AnswerName{second ? "onCancelReply2" : "onCancelReply", requestId, 0};
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback, const VendorOrder& order) {
+    return AnswerName{"onOrderPush", 0, order.m_nOrderID};
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback, const VendorDeal& deal) {
+    return AnswerName{"onDealPush", 0, deal.m_nOrderID};
+  }
+  template <class Callback>
+  static AnswerName nameOf(Callback callback, const VendorOrderError& error) {
+    const bool cancel = callback == &XtTraderApiCallback::onCancelErrorPush;
+    return AnswerName{cancel ? "onCancelErrorPush" : "onOrderErrorPush", error.m_nRequestID,
+                      error.m_nOrderID};
+  }
+
+  static const char* pass(const std::string& text) { return text.c_str(); }
+  static XtError pass(const Outcome& outcome) { return toError(outcome); }
+  template <class T>
+  static auto pass(const T& value) {
+    if constexpr (std::is_arithmetic_v<T> || std::is_pointer_v<T>) {
+      return value;
+    } else {
+      return &value;  // a record
+    }
   }
 
   std::vector<Answer> events_;

@@ -33,7 +33,6 @@ double Position::closeFrozen(Age age, int count, double price, double multiplier
   lots_.erase(
       std::remove_if(lots_.begin(), lots_.end(), [](const Lot& l) { return l.volume == 0; }),
       lots_.end());
-  closeProfit_ += profit;
   return profit;
 }
 

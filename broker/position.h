@@ -45,16 +45,15 @@ class Position {
   void addLot(Lot lot);
 
   int volume(Age age) const;
-  int frozen(Age age) const { return frozen_[age]; }
   int freeVolume(Age age) const { return volume(age) - frozen_[age]; }
 
   // REQUIRES: count <= freeVolume(age).
   void freeze(Age age, int count) { frozen_[age] += count; }
-  // REQUIRES: count <= frozen(age).
+  // REQUIRES: count <= the frozen volume of `age`.
   void unfreeze(Age age, int count) { frozen_[age] -= count; }
 
   // Closes `count` frozen units of `age` at `price`, first lots first, and
-  // returns the realised profit. REQUIRES: count <= frozen(age).
+  // returns the realised profit. REQUIRES: count <= the frozen volume of `age`.
   double closeFrozen(Age age, int count, double price, double multiplier);
 
   // Sum over the lots of `age` (both ages when `age` is null).
@@ -64,13 +63,10 @@ class Position {
   // The lots of `age` with volume, in order, with their free and frozen parts.
   std::vector<LotView> lots(Age age) const;
 
-  double closeProfit() const { return closeProfit_; }
-
  private:
   Side side_;
   std::vector<Lot> lots_;  // in opening order
   int frozen_[2] = {0, 0};
-  double closeProfit_ = 0;
 };
 
 }  // namespace sim

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <map>
-#include <set>
+#include <cstdio>
+#include <functional>
 #include <utility>
 
 #include "broker/sim_platform.h"
@@ -16,39 +16,20 @@ namespace sim {
 const char* const kKnownExchanges[9] = {"SH",    "SZ",  "SHFE", "DCE", "CZCE",
                                         "CFFEX", "INE", "GFEX", "BJ"};
 
-bool isKnownExchange(const std::string& code) {
-  for (const char* known : kKnownExchanges) {
-    if (code == known) return true;
-  }
-  return false;
-}
-
 bool isStockExchange(const std::string& code) {
   return code == "SH" || code == "SZ" || code == "BJ";
 }
 
-const UserConfig* Config::findUser(const std::string& name) const {
-  for (const UserConfig& user : users) {
-    if (user.name == name) return &user;
-  }
-  return nullptr;
-}
-
-const AccountConfig* Config::findAccount(const std::string& id) const {
-  for (const AccountConfig& account : accounts) {
-    if (account.id == id) return &account;
-  }
-  return nullptr;
-}
-
-const InstrumentConfig* Config::findInstrument(const std::string& code) const {
-  for (const InstrumentConfig& instrument : instruments) {
-    if (instrument.code == code) return &instrument;
-  }
-  return nullptr;
-}
-
 namespace {
+
+// The item of `items` whose `key` is `value`, or null.
+template <class Item>
+const Item* findBy(const std::vector<Item>& items, std::string Item::*key,
+                   const std::string& value) {
+  const auto found = std::find_if(items.begin(), items.end(),
+                                  [&](const Item& item) { return item.*key == value; });
+  return found == items.end() ? nullptr : &*found;
+}
 
 std::string productOf(const std::string& code) {
   std::string letters;
@@ -61,20 +42,6 @@ std::string productOf(const std::string& code) {
   return letters.empty() ? code : letters;
 }
 
-InstrumentConfig instrument(const char* code, const char* exchange, double price, double multiplier,
-                            double marginRate, double tick, double band) {
-  InstrumentConfig i;
-  i.code = code;
-  i.exchange = exchange;
-  i.product = productOf(code);
-  i.price = price;
-  i.multiplier = multiplier;
-  i.marginRate = marginRate;
-  i.tick = tick;
-  i.bandPercent = band;
-  return i;
-}
-
 std::string trim(const std::string& text) {
   const char* blanks = " \t\r\n";
   const std::size_t first = text.find_first_not_of(blanks);
@@ -85,15 +52,14 @@ std::string trim(const std::string& text) {
 std::vector<std::string> splitWords(const std::string& text) {
   std::vector<std::string> words;
   std::string word;
-  for (char c : text) {
-    if (c == ',' || c == ' ' || c == '\t') {
-      if (!word.empty()) words.push_back(word);
-      word.clear();
-    } else {
+  for (char c : text + ' ') {
+    if (c != ',' && c != ' ' && c != '\t') {
       word += c;
+    } else if (!word.empty()) {
+      words.push_back(word);
+      word.clear();
     }
   }
-  if (!word.empty()) words.push_back(word);
   return words;
 }
 
@@ -106,38 +72,235 @@ bool parseInt(const std::string& text, long long min, long long max, long long& 
   return true;
 }
 
-bool parseDouble(const std::string& text, double min, double max, double& out) {
-  double value = 0;
+bool parseDouble(const std::string& text, double& out) {
   const char* begin = text.data();
   const char* end = begin + text.size();
   if (begin != end && *begin == '+') ++begin;
-  const auto result = std::from_chars(begin, end, value);
-  if (result.ec != std::errc() || result.ptr != end || !std::isfinite(value) || value < min ||
-      value > max) {
-    return false;
-  }
-  out = value;
-  return true;
+  const auto result = std::from_chars(begin, end, out);
+  return result.ec == std::errc() && result.ptr == end && std::isfinite(out);
 }
 
-bool parseBool(const std::string& text, bool& out) {
-  std::string lower = text;
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) {
-    return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-  });
-  if (lower == "true" || lower == "on" || lower == "yes" || lower == "1") {
-    out = true;
-    return true;
-  }
-  if (lower == "false" || lower == "off" || lower == "no" || lower == "0") {
-    out = false;
-    return true;
-  }
-  return false;
+// Equal but for the case of ASCII letters.
+bool sameLetters(const std::string& a, const std::string& b) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c; };
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
+                                            [&](char x, char y) { return lower(x) == lower(y); });
 }
 
-constexpr double kMaxPrice = 1e9;
-constexpr double kMaxCash = 1e15;
+// The length of the UTF-8 sequence that starts `text` at `at`, 0 when the
+// bytes there are not one.
+std::size_t utf8Length(const std::string& text, std::size_t at) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
+  const unsigned char lead = byte(0);
+  const std::size_t length = lead < 0xC2   ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                             : lead < 0xF5 ? 4
+                                           : 0;
+  if (length == 0 || at + length > text.size()) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+  }
+  // No overlong forms, surrogates or code points past U+10FFFF.
+  const bool outside = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xED && byte(1) >= 0xA0) ||
+                       (lead == 0xF0 && byte(1) < 0x90) || (lead == 0xF4 && byte(1) >= 0x90);
+  return outside ? 0 : length;
+}
+
+// `text` as a message shows it: UTF-8 as it is, every control byte and every
+// byte that is not part of UTF-8 as \xNN.
+std::string printable(const std::string& text) {
+  std::string shown;
+  for (std::size_t at = 0; at < text.size();) {
+    const unsigned char c = static_cast<unsigned char>(text[at]);
+    const std::size_t length = c >= 0x80 ? utf8Length(text, at) : (c >= 0x20 && c != 0x7F);
+    char escaped[8];
+    std::snprintf(escaped, sizeof(escaped), "\\x%02X", c);
+    shown.append(length == 0 ? std::string(escaped) : text.substr(at, length));
+    at += length == 0 ? 1 : length;
+  }
+  return shown;
+}
+
+// --- The keys of each section, and the kinds of value they take ---------------
+
+// Reads a value into a section: an empty text, or what the value must be.
+template <class Section>
+using Setter = std::function<std::string(Section&, const std::string& value)>;
+
+template <class Section>
+struct Key {
+  const char* name;
+  Setter<Section> set;
+  bool required = false;
+  bool repeated = false;  // may be given more than once
+};
+
+template <class Section, class Number>
+Setter<Section> whole(Number Section::*member, long long least, long long most) {
+  return [=](Section& section, const std::string& value) {
+    long long number = 0;
+    if (!parseInt(value, least, most, number)) {
+      return "a whole number " + std::to_string(least) + "-" + std::to_string(most);
+    }
+    section.*member = static_cast<Number>(number);
+    return std::string();
+  };
+}
+
+// A number from `least` to `most`, both as the file writes them.
+template <class Section>
+Setter<Section> number(double Section::*member, const char* least, const char* most) {
+  return [=](Section& section, const std::string& value) {
+    double low = 0, high = 0, number = 0;
+    if (!parseDouble(least, low) || !parseDouble(most, high) || !parseDouble(value, number) ||
+        number < low || number > high) {
+      return std::string("a number ") + least + "-" + most;
+    }
+    section.*member = number;
+    return std::string();
+  };
+}
+
+// One of the words of `choices` (in any case), each standing for a value.
+template <class Section, class Value>
+Setter<Section> choice(Value Section::*member, std::vector<std::pair<std::string, Value>> choices) {
+  return [=](Section& section, const std::string& value) {
+    std::string words;
+    for (std::size_t i = 0; i < choices.size(); ++i) {
+      if (sameLetters(choices[i].first, value)) {
+        return (section.*member = choices[i].second), std::string();
+      }
+      words += (i == 0 ? "" : i + 1 == choices.size() ? " or " : ", ") + choices[i].first;
+    }
+    return words;
+  };
+}
+
+const std::vector<std::pair<std::string, bool>> kSwitch = {
+    {"true", true},   {"on", true},   {"yes", true}, {"1", true},
+    {"false", false}, {"off", false}, {"no", false}, {"0", false}};
+
+// A text of `least` to `most` bytes; a date YYYYMMDD when `date`.
+template <class Section>
+Setter<Section> text(std::string Section::*member, std::size_t least = 0, std::size_t most = 9999,
+                     bool date = false) {
+  return [=](Section& section, const std::string& value) {
+    if (date && !isDateText(value)) return std::string("a date YYYYMMDD");
+    if (value.size() < least || value.size() > most) {
+      return std::to_string(least) + "-" + std::to_string(most) + " bytes";
+    }
+    section.*member = value;
+    return std::string();
+  };
+}
+
+template <class Section>
+Setter<Section> words(std::vector<std::string> Section::*member) {
+  return [=](Section& section, const std::string& value) {
+    section.*member = splitWords(value);
+    return std::string();
+  };
+}
+
+constexpr char kMinPrice[] = "0.0001";
+constexpr char kMaxPrice[] = "1e9";
+
+std::string startPosition(AccountConfig& account, const std::string& value) {
+  const std::vector<std::string> words = splitWords(value);
+  StartPosition p;
+  if (words.size() != 4 ||
+      !choice(&StartPosition::side, {{"long", Side::kLong}, {"short", Side::kShort}})(p, words[1])
+           .empty() ||
+      !whole(&StartPosition::volume, 1, 1000000000)(p, words[2]).empty() ||
+      !number(&StartPosition::openPrice, kMinPrice, kMaxPrice)(p, words[3]).empty()) {
+    return std::string(
+               "INSTRUMENT long|short VOLUME OPEN_PRICE (VOLUME a whole number "
+               "1-1000000000, OPEN_PRICE a number ") +
+           kMinPrice + "-" + kMaxPrice + ")";
+  }
+  p.instrument = words[0];
+  account.positions.push_back(p);
+  return std::string();
+}
+
+std::vector<std::pair<std::string, std::string>> exchangeChoices() {
+  std::vector<std::pair<std::string, std::string>> choices;
+  for (const char* code : kKnownExchanges) choices.emplace_back(code, code);
+  return choices;
+}
+
+// One line a key, as config/xt_config describes them.
+const std::vector<Key<Behaviour>> kBehaviourKeys = {
+    {"fill_mode", choice(&Behaviour::fillMode, {{"full", FillMode::kFull},
+                                                {"partial", FillMode::kPartial},
+                                                {"none", FillMode::kNone}})},
+    {"fill_slices", whole(&Behaviour::fillSlices, 1, 1000)},
+    {"reply_latency_ms", whole(&Behaviour::replyLatencyMs, 0, 60000)},
+    {"price_walk_ms", whole(&Behaviour::priceWalkMs, 0, 3600000)},
+    {"price_walk_ticks", whole(&Behaviour::priceWalkTicks, 0, 1000)},
+    {"price_walk_seed", whole(&Behaviour::priceWalkSeed, 0, INT64_MAX)},
+    {"synchronous", choice(&Behaviour::synchronous, kSwitch)},
+    {"unreachable", words(&Behaviour::unreachable)},
+    {"error_push", choice(&Behaviour::errorPush, kSwitch)},
+    {"commission_rate", number(&Behaviour::commissionRate, "0", "0.1")},
+    {"trading_day", text(&Behaviour::tradingDay, 8, 8, true)},
+};
+
+const std::vector<Key<Chaos>> kChaosKeys = {
+    {"seed", whole(&Chaos::seed, 0, INT64_MAX)},
+    {"drop_after_ms", whole(&Chaos::dropAfterMs, 0, 86400000)},
+    {"drop_after_events", whole(&Chaos::dropAfterEvents, 0, 1000000000)},
+    {"after_drop", choice(&Chaos::keepDayAfterDrop, {{"day", true}, {"fresh", false}})},
+    {"pushes_before_reply", number(&Chaos::pushesBeforeReply, "0", "1")},
+    {"duplicate_pushes", number(&Chaos::duplicatePushes, "0", "1")},
+    {"error_push_without_reply", number(&Chaos::errorPushWithoutReply, "0", "1")},
+    {"reorder_replies", number(&Chaos::reorderReplies, "0", "1")},
+    {"delay_replies", number(&Chaos::delayReplies, "0", "1")},
+    {"delay_ms", whole(&Chaos::delayMs, 0, 60000)},
+    {"reject_orders", number(&Chaos::rejectOrders, "0", "1")},
+    {"log", text(&Chaos::log, 1)},
+};
+
+const std::vector<Key<UserConfig>> kUserKeys = {
+    {"password", text(&UserConfig::password), true},
+    {"accounts", words(&UserConfig::accounts)},
+};
+
+const std::vector<Key<AccountConfig>> kAccountKeys = {
+    {"type", choice(&AccountConfig::type, {{"futures", 1}, {"stock", 2}})},
+    {"cash", number(&AccountConfig::cash, "0", "1e15")},
+    {"position", startPosition, false, true},
+};
+
+const std::vector<Key<InstrumentConfig>> kInstrumentKeys = {
+    {"exchange", choice(&InstrumentConfig::exchange, exchangeChoices()), true},
+    {"price", number(&InstrumentConfig::price, kMinPrice, kMaxPrice), true},
+    {"product", text(&InstrumentConfig::product, 1, 31)},
+    {"multiplier", number(&InstrumentConfig::multiplier, "0.01", "1e6")},
+    {"margin_rate", number(&InstrumentConfig::marginRate, "0.001", "1")},
+    {"tick", number(&InstrumentConfig::tick, kMinPrice, "1e5")},
+    {"band_percent", number(&InstrumentConfig::bandPercent, "0.01", "99.99")},
+};
+
+// A section of the file as the parser met it: its keys, each at its line.
+struct Opened {
+  std::string kind;   // "user"
+  std::string title;  // "[user demo]"
+  int line = 0;
+  // Sets a key of this section; valid while no later section is opened.
+  std::function<std::string(const std::string& key, const std::string& value)> set;
+  std::vector<std::string> required;
+  std::vector<std::pair<std::string, int>> given;
+
+  // The line of the n-th `key` given, 0 for none.
+  int lineOf(const std::string& key, std::size_t n = 0) const {
+    for (const auto& [name, line] : given) {
+      if (name == key && n-- == 0) return line;
+    }
+    return 0;
+  }
+};
 
 // One pass over the lines. Each handler returns an empty text on success or
 // what is wrong with the line.
@@ -157,21 +320,24 @@ class Parser {
       start = end + 1;
     }
     if (error_.empty()) crossCheck();
-    ConfigResult result;
-    result.ok = error_.empty();
-    result.error = error_;
-    if (result.ok) result.config = std::move(config_);
-    return result;
+    return error_.empty() ? ConfigResult{true, std::move(config_), ""}
+                          : ConfigResult{false, Config(), error_};
   }
 
  private:
-  enum class Section { kNone, kBehaviour, kChaos, kUser, kAccount, kInstrument };
-
   void fail(int line, const std::string& what) {
-    if (error_.empty()) error_ = fileName_ + ":" + std::to_string(line) + ": " + what;
+    if (error_.empty()) error_ = fileName_ + ":" + std::to_string(line) + ": " + printable(what);
   }
 
   std::string line(const std::string& raw) {
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+      const unsigned char c = static_cast<unsigned char>(raw[i]);
+      if ((c < 0x20 && c != '\t' && !(c == '\r' && i + 1 == raw.size())) || c == 0x7F) {
+        char what[64];
+        std::snprintf(what, sizeof(what), "control byte 0x%02X at byte %zu of the line", c, i + 1);
+        return what;
+      }
+    }
     // A comment starts at '#' or ';' at the start of a line or after a blank,
     // so that values such as passwords may hold those characters.
     std::string text = raw;
@@ -189,346 +355,130 @@ class Parser {
     if (equals == std::string::npos)
       return "expected \"key = value\" or a [section], got \"" + text + "\"";
     const std::string key = trim(text.substr(0, equals));
-    const std::string value = trim(text.substr(equals + 1));
     if (key.empty()) return "missing key before '='";
-    if (!seenKeys_.insert(key).second && key != "position")
-      return "key \"" + key + "\" given twice";
-    switch (section_) {
-      case Section::kNone:
-        return "\"" + key + "\" outside a section";
-      case Section::kBehaviour:
-        return behaviourKey(key, value);
-      case Section::kChaos:
-        return chaosKey(key, value);
-      case Section::kUser:
-        return userKey(key, value);
-      case Section::kAccount:
-        return accountKey(key, value);
-      case Section::kInstrument:
-        return instrumentKey(key, value);
+    if (opened_.empty()) return "\"" + key + "\" outside a section";
+    return opened_.back().set(key, trim(text.substr(equals + 1)));
+  }
+
+  template <class Section>
+  void open(const std::vector<Key<Section>>& keys, Section& section) {
+    Opened& opened = opened_.back();
+    for (const Key<Section>& k : keys) {
+      if (k.required) opened.required.push_back(k.name);
     }
-    return std::string();
+    opened.set = [this, &keys, &section](const std::string& key, const std::string& value) {
+      Opened& opened = opened_.back();
+      std::string names;
+      for (const Key<Section>& k : keys) {
+        names += (names.empty() ? "" : ", ") + std::string(k.name);
+        if (key != k.name) continue;
+        if (!k.repeated && opened.lineOf(key) != 0) return "key \"" + key + "\" given twice";
+        opened.given.emplace_back(key, lineNumber_);
+        const std::string must = k.set(section, value);
+        return must.empty() ? must : key + " must be " + must;
+      }
+      return "unknown key \"" + key + "\" in [" + opened.kind + "] (" + names + ")";
+    };
   }
 
   std::string header(const std::string& text) {
     if (text.back() != ']') return "section header without ']'";
     const std::vector<std::string> words = splitWords(text.substr(1, text.size() - 2));
     if (words.empty()) return "empty section header";
-    const std::string& kind = words[0];
-    seenKeys_.clear();
-    if (kind == "behaviour" || kind == "behavior") {
-      if (words.size() != 1) return "[behaviour] takes no name";
-      if (sawBehaviour_) return "[behaviour] given twice";
-      sawBehaviour_ = true;
-      section_ = Section::kBehaviour;
-      return std::string();
-    }
-    if (kind == "chaos") {
-      if (words.size() != 1) return "[chaos] takes no name";
-      if (sawChaos_) return "[chaos] given twice";
-      sawChaos_ = true;
-      section_ = Section::kChaos;
-      return std::string();
-    }
-    if (kind != "user" && kind != "account" && kind != "instrument") {
+    const std::string kind = words[0] == "behavior" ? "behaviour" : words[0];
+    const bool single = kind == "behaviour" || kind == "chaos";
+    if (!single && kind != "user" && kind != "account" && kind != "instrument") {
       return "unknown section [" + kind + "] (behaviour, chaos, user, account, instrument)";
     }
-    if (words.size() != 2) return "expected [" + kind + " NAME]";
-    const std::string& name = words[1];
+    if (single && words.size() != 1) return "[" + kind + "] takes no name";
+    if (!single && words.size() != 2) return "expected [" + kind + " NAME]";
+    const std::string name = single ? std::string() : words[1];
     if (name.size() > 31) return "name \"" + name + "\" longer than 31 bytes";
-    if (!sectionNames_.insert(kind + " " + name).second)
-      return "[" + kind + " " + name + "] given twice";
-    if (kind == "user") {
-      section_ = Section::kUser;
-      config_.users.push_back(UserConfig{name, std::string(), {}});
-      userLines_.push_back(lineNumber_);
-      userHasPassword_.push_back(false);
-      return std::string();
+    const std::string title = "[" + kind + (single ? "" : " " + name) + "]";
+    for (const Opened& earlier : opened_) {
+      if (earlier.title == title) return title + " given twice";
     }
-    if (kind == "account") {
-      section_ = Section::kAccount;
-      AccountConfig account;
-      account.id = name;
-      config_.accounts.push_back(account);
-      return std::string();
+    opened_.push_back(Opened{kind, title, lineNumber_, {}, {}, {}});
+    if (kind == "behaviour") {
+      open(kBehaviourKeys, config_.behaviour);
+    } else if (kind == "chaos") {
+      open(kChaosKeys, config_.chaos);
+    } else if (kind == "user") {
+      open(kUserKeys, config_.users.emplace_back(UserConfig{name, std::string(), {}}));
+    } else if (kind == "account") {
+      open(kAccountKeys, config_.accounts.emplace_back());
+      config_.accounts.back().id = name;
+    } else {
+      open(kInstrumentKeys, config_.instruments.emplace_back());
+      config_.instruments.back().code = name;
+      config_.instruments.back().product = productOf(name);
     }
-    section_ = Section::kInstrument;
-    InstrumentConfig instrument;
-    instrument.code = name;
-    instrument.product = productOf(name);
-    instrument.price = -1;  // required
-    config_.instruments.push_back(instrument);
-    instrumentLines_.push_back(lineNumber_);
     return std::string();
   }
 
-  std::string behaviourKey(const std::string& key, const std::string& value) {
-    Behaviour& b = config_.behaviour;
-    long long number = 0;
-    if (key == "fill_mode") {
-      if (value == "full")
-        b.fillMode = FillMode::kFull;
-      else if (value == "partial")
-        b.fillMode = FillMode::kPartial;
-      else if (value == "none")
-        b.fillMode = FillMode::kNone;
-      else
-        return "fill_mode must be full, partial or none";
-      return std::string();
-    }
-    // The whole-number keys that hold an int of the behaviour.
-    static const struct {
-      const char* key;
-      long long least, most;
-      int Behaviour::*field;
-      const char* error;
-    } kIntKeys[] = {
-        {"fill_slices", 1, 1000, &Behaviour::fillSlices,
-         "fill_slices must be a whole number 1-1000"},
-        {"reply_latency_ms", 0, 60000, &Behaviour::replyLatencyMs,
-         "reply_latency_ms must be 0-60000"},
-        {"price_walk_ms", 0, 3600000, &Behaviour::priceWalkMs, "price_walk_ms must be 0-3600000"},
-        {"price_walk_ticks", 0, 1000, &Behaviour::priceWalkTicks,
-         "price_walk_ticks must be 0-1000"},
-    };
-    for (const auto& k : kIntKeys) {
-      if (key != k.key) continue;
-      if (!parseInt(value, k.least, k.most, number)) return k.error;
-      b.*k.field = static_cast<int>(number);
-      return std::string();
-    }
-    if (key == "price_walk_seed") {
-      if (!parseInt(value, 0, INT64_MAX, number)) return "price_walk_seed must be a whole number";
-      b.priceWalkSeed = static_cast<uint64_t>(number);
-      return std::string();
-    }
-    if (key == "synchronous") {
-      return parseBool(value, b.synchronous) ? std::string() : "synchronous must be true or false";
-    }
-    if (key == "error_push") {
-      return parseBool(value, b.errorPush) ? std::string() : "error_push must be true or false";
-    }
-    if (key == "unreachable") {
-      b.unreachable = splitWords(value);
-      return std::string();
-    }
-    if (key == "commission_rate") {
-      return parseDouble(value, 0, 0.1, b.commissionRate) ? std::string()
-                                                          : "commission_rate must be 0-0.1";
-    }
-    if (key == "trading_day") {
-      if (!isDateText(value)) return "trading_day must be a date YYYYMMDD";
-      b.tradingDay = value;
-      return std::string();
-    }
-    return "unknown key \"" + key + "\" in [behaviour]";
-  }
-
-  std::string chaosKey(const std::string& key, const std::string& value) {
-    Chaos& c = config_.chaos;
-    long long number = 0;
-    static const struct {
-      const char* key;
-      long long most;
-      int Chaos::*field;
-    } kCounts[] = {
-        {"drop_after_ms", 86400000, &Chaos::dropAfterMs},
-        {"drop_after_events", 1000000000, &Chaos::dropAfterEvents},
-        {"delay_ms", 60000, &Chaos::delayMs},
-    };
-    for (const auto& k : kCounts) {
-      if (key != k.key) continue;
-      if (!parseInt(value, 0, k.most, number)) {
-        return key + " must be a whole number 0-" + std::to_string(k.most);
-      }
-      c.*k.field = static_cast<int>(number);
-      return std::string();
-    }
-    static const struct {
-      const char* key;
-      double Chaos::*field;
-    } kShares[] = {
-        {"pushes_before_reply", &Chaos::pushesBeforeReply},
-        {"duplicate_pushes", &Chaos::duplicatePushes},
-        {"error_push_without_reply", &Chaos::errorPushWithoutReply},
-        {"reorder_replies", &Chaos::reorderReplies},
-        {"delay_replies", &Chaos::delayReplies},
-        {"reject_orders", &Chaos::rejectOrders},
-    };
-    for (const auto& k : kShares) {
-      if (key != k.key) continue;
-      if (!parseDouble(value, 0, 1, c.*k.field)) return key + " must be a share 0-1";
-      return std::string();
-    }
-    if (key == "seed") {
-      if (!parseInt(value, 0, INT64_MAX, number)) return "seed must be a whole number";
-      c.seed = static_cast<uint64_t>(number);
-      return std::string();
-    }
-    if (key == "after_drop") {
-      if (value != "day" && value != "fresh") return "after_drop must be day or fresh";
-      c.keepDayAfterDrop = value == "day";
-      return std::string();
-    }
-    return "unknown key \"" + key + "\" in [chaos]";
-  }
-
-  std::string userKey(const std::string& key, const std::string& value) {
-    UserConfig& user = config_.users.back();
-    if (key == "password") {
-      user.password = value;
-      userHasPassword_.back() = true;
-      return std::string();
-    }
-    if (key == "accounts") {
-      user.accounts = splitWords(value);
-      accountRefs_.emplace_back(lineNumber_, user.accounts);
-      return std::string();
-    }
-    return "unknown key \"" + key + "\" in [user] (password, accounts)";
-  }
-
-  std::string accountKey(const std::string& key, const std::string& value) {
-    AccountConfig& account = config_.accounts.back();
-    if (key == "cash") {
-      return parseDouble(value, 0, kMaxCash, account.cash) ? std::string()
-                                                           : "cash must be a number 0-1e15";
-    }
-    if (key == "type") {
-      if (value == "futures")
-        account.type = 1;
-      else if (value == "stock")
-        account.type = 2;
-      else
-        return "type must be futures or stock";
-      return std::string();
-    }
-    if (key == "position") {
-      const std::vector<std::string> words = splitWords(value);
-      if (words.size() != 4) return "position takes: INSTRUMENT long|short VOLUME OPEN_PRICE";
-      StartPosition position;
-      position.instrument = words[0];
-      if (words[1] == "long")
-        position.side = Side::kLong;
-      else if (words[1] == "short")
-        position.side = Side::kShort;
-      else
-        return "position side must be long or short";
-      long long volume = 0;
-      if (!parseInt(words[2], 1, 1000000000, volume)) return "position volume must be 1-1e9";
-      position.volume = static_cast<int>(volume);
-      if (!parseDouble(words[3], 0, kMaxPrice, position.openPrice) || position.openPrice <= 0) {
-        return "position open price must be a number above 0";
-      }
-      account.positions.push_back(position);
-      positionRefs_.emplace_back(lineNumber_, position.instrument);
-      return std::string();
-    }
-    return "unknown key \"" + key + "\" in [account] (type, cash, position)";
-  }
-
-  std::string instrumentKey(const std::string& key, const std::string& value) {
-    InstrumentConfig& i = config_.instruments.back();
-    if (key == "exchange") {
-      if (!isKnownExchange(value)) {
-        return "unknown exchange \"" + value + "\" (SH, SZ, SHFE, DCE, CZCE, CFFEX, INE, GFEX, BJ)";
-      }
-      i.exchange = value;
-      return std::string();
-    }
-    if (key == "product") {
-      if (value.empty() || value.size() > 31) return "product must be 1-31 bytes";
-      i.product = value;
-      return std::string();
-    }
-    const char* range = nullptr;
-    double* target = nullptr;
-    double min = 0, max = kMaxPrice;
-    if (key == "price")
-      target = &i.price, range = "price must be a number above 0";
-    else if (key == "multiplier")
-      target = &i.multiplier, range = "multiplier must be above 0", max = 1e6;
-    else if (key == "margin_rate")
-      target = &i.marginRate, range = "margin_rate must be above 0 and at most 1", max = 1;
-    else if (key == "tick")
-      target = &i.tick, range = "tick must be a number above 0";
-    else if (key == "band_percent")
-      target = &i.bandPercent, range = "band_percent must be above 0 and below 100", max = 99.99;
-    if (target == nullptr) {
-      return "unknown key \"" + key +
-             "\" in [instrument] (exchange, product, price, multiplier, margin_rate, tick, "
-             "band_percent)";
-    }
-    double number = 0;
-    if (!parseDouble(value, min, max, number) || number <= 0) return range;
-    *target = number;
-    return std::string();
-  }
-
+  // Each section has its required keys; what the file refers to exists.
   void crossCheck() {
-    for (std::size_t n = 0; n < config_.users.size(); ++n) {
-      if (!userHasPassword_[n]) {
-        return fail(userLines_[n], "[user " + config_.users[n].name + "] needs password");
+    std::size_t user = 0, account = 0;
+    for (const Opened& opened : opened_) {
+      for (const std::string& key : opened.required) {
+        if (opened.lineOf(key) == 0) return fail(opened.line, opened.title + " needs " + key);
       }
-    }
-    for (std::size_t n = 0; n < config_.instruments.size(); ++n) {
-      const InstrumentConfig& i = config_.instruments[n];
-      if (i.exchange.empty())
-        return fail(instrumentLines_[n], "[instrument " + i.code + "] needs exchange");
-      if (i.price <= 0) return fail(instrumentLines_[n], "[instrument " + i.code + "] needs price");
-    }
-    for (const auto& ref : accountRefs_) {
-      for (const std::string& id : ref.second) {
-        if (config_.findAccount(id) == nullptr) {
-          return fail(ref.first, "no [account " + id + "] section");
+      if (opened.kind == "user") {
+        for (const std::string& id : config_.users[user++].accounts) {
+          if (config_.findAccount(id) == nullptr) {
+            return fail(opened.lineOf("accounts"), "no [account " + id + "] section");
+          }
         }
-      }
-    }
-    for (const auto& ref : positionRefs_) {
-      if (config_.findInstrument(ref.second) == nullptr) {
-        return fail(ref.first, "no [instrument " + ref.second + "] section");
+      } else if (opened.kind == "account") {
+        const std::vector<StartPosition>& positions = config_.accounts[account++].positions;
+        for (std::size_t n = 0; n < positions.size(); ++n) {
+          if (config_.findInstrument(positions[n].instrument) == nullptr) {
+            return fail(opened.lineOf("position", n),
+                        "no [instrument " + positions[n].instrument + "] section");
+          }
+        }
       }
     }
   }
 
   std::string fileName_;
   Config config_;
-  Section section_ = Section::kNone;
   int lineNumber_ = 0;
-  bool sawBehaviour_ = false;
-  bool sawChaos_ = false;
-  std::set<std::string> sectionNames_;
-  std::set<std::string> seenKeys_;
-  std::vector<int> userLines_;
-  std::vector<bool> userHasPassword_;
-  std::vector<int> instrumentLines_;
-  std::vector<std::pair<int, std::vector<std::string>>> accountRefs_;
-  std::vector<std::pair<int, std::string>> positionRefs_;
+  std::vector<Opened> opened_;
   std::string error_;
 };
 
+template <class Section>
+void addKeys(std::vector<std::string>& all, const char* kind,
+             const std::vector<Key<Section>>& keys) {
+  for (const Key<Section>& key : keys) all.push_back(std::string(kind) + " " + key.name);
+}
+
 }  // namespace
 
-Config defaultConfig() {
-  Config config;
-  config.users.push_back(UserConfig{"demo", "demo123", {"88001234"}});
-  config.users.push_back(UserConfig{"stock", "stock123", {"10001234"}});
-  AccountConfig futures;
-  futures.id = "88001234";
-  futures.type = 1;
-  futures.cash = 1000000;
-  config.accounts.push_back(futures);
-  AccountConfig stock;
-  stock.id = "10001234";
-  stock.type = 2;
-  stock.cash = 1000000;
-  config.accounts.push_back(stock);
-  config.instruments.push_back(instrument("rb2410", "SHFE", 3650, 10, 0.10, 1, 7));
-  config.instruments.push_back(instrument("IF2409", "CFFEX", 3400, 300, 0.12, 0.2, 10));
-  config.instruments.push_back(instrument("m2409", "DCE", 3200, 10, 0.08, 1, 6));
-  config.instruments.push_back(instrument("sc2410", "INE", 580, 1000, 0.10, 0.1, 8));
-  config.instruments.push_back(instrument("600000", "SH", 7.50, 1, 1, 0.01, 10));
-  return config;
+const UserConfig* Config::findUser(const std::string& name) const {
+  return findBy(users, &UserConfig::name, name);
+}
+const AccountConfig* Config::findAccount(const std::string& id) const {
+  return findBy(accounts, &AccountConfig::id, id);
+}
+const InstrumentConfig* Config::findInstrument(const std::string& code) const {
+  return findBy(instruments, &InstrumentConfig::code, code);
+}
+
+// The sample file config/xt_config, embedded by the build.
+extern const char kSampleConfig[];
+
+Config defaultConfig() { return parseConfig(kSampleConfig, "config/xt_config").config; }
+
+std::vector<std::string> configKeys() {
+  std::vector<std::string> all;
+  addKeys(all, "behaviour", kBehaviourKeys);
+  addKeys(all, "chaos", kChaosKeys);
+  addKeys(all, "user", kUserKeys);
+  addKeys(all, "account", kAccountKeys);
+  addKeys(all, "instrument", kInstrumentKeys);
+  return all;
 }
 
 ConfigResult parseConfig(const std::string& text, const std::string& fileName) {
@@ -547,26 +497,22 @@ std::string configPathFor(const char* initPath) {
 ConfigResult loadConfig(const std::string& path, MissingFile missing) {
   std::string text;
   const std::string shownName = gbkToUtf8(path);
+  ConfigResult result;
   switch (readWholeFile(path, text)) {
-    case ReadStatus::kMissing: {
-      ConfigResult result;
-      if (missing == MissingFile::kFailure) {
-        result.error = shownName + ": no such configuration file (named by XT_SIM_CONFIG)";
-        return result;
-      }
-      result.ok = true;
-      result.config = defaultConfig();
-      return result;
-    }
-    case ReadStatus::kUnreadable: {
-      ConfigResult result;
-      result.error = shownName + ": cannot read the configuration file";
-      return result;
-    }
     case ReadStatus::kOk:
+      return parseConfig(text, shownName);
+    case ReadStatus::kMissing:
+      if (missing == MissingFile::kDefaults) return ConfigResult{true, defaultConfig(), ""};
+      result.error = shownName + ": no such configuration file (named by XT_SIM_CONFIG)";
+      break;
+    case ReadStatus::kTooLarge:
+      result.error = shownName + ": larger than 16 MiB, not a configuration file";
+      break;
+    case ReadStatus::kUnreadable:
+      result.error = shownName + ": cannot read the configuration file";
       break;
   }
-  return parseConfig(text, shownName);
+  return result;
 }
 
 ConfigResult loadConfigFor(const char* initPath) {

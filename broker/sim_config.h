@@ -51,6 +51,7 @@ struct Chaos {
   double delayReplies = 0;           // a reply comes delayMs late, on the callback thread
   int delayMs = 200;
   double rejectOrders = 0;  // a valid order is refused with a counter's text
+  std::string log;          // a file where each of the faults above is written as it is made
 
   bool any() const {
     return dropAfterMs > 0 || dropAfterEvents > 0 || pushesBeforeReply > 0 || duplicatePushes > 0 ||
@@ -104,21 +105,24 @@ struct Config {
 
 // The exchange codes the host knows.
 extern const char* const kKnownExchanges[9];
-bool isKnownExchange(const std::string& code);
 // Stock exchanges (SH, SZ, BJ): no short selling, today's purchases not sellable.
 bool isStockExchange(const std::string& code);
 
-// The counter used when no file exists: user "demo" / "demo123" with fund
-// account "88001234" (1,000,000 cash), futures rb2410 (SHFE), IF2409
-// (CFFEX), m2409 (DCE), sc2410 (INE), the stock 600000 (SH), and a second
-// user "stock" / "stock123" with stock account "10001234".
+// The counter used when no file exists: the sample file config/xt_config,
+// which the build embeds (user "demo" / "demo123" with fund account
+// "88001234", the instruments rb2410, IF2409, m2409, sc2410 and 600000, and
+// a user "stock" with stock account "10001234").
 Config defaultConfig();
 
 struct ConfigResult {
   bool ok = false;
   Config config;
-  std::string error;  // UTF-8: "<file>:<line>: <what is wrong>"
+  std::string error;  // UTF-8, printable: "<file>:<line>: <what is wrong>"
 };
+
+// Every key of the format as "SECTION KEY" ("behaviour fill_mode"), in the
+// order of the parser's tables.
+std::vector<std::string> configKeys();
 
 // Parses the text of a configuration file; `fileName` only names it in errors.
 ConfigResult parseConfig(const std::string& text, const std::string& fileName);
@@ -134,8 +138,10 @@ enum class MissingFile { kDefaults, kFailure };
 
 // Loads the file at `path` (GBK on Windows, bytes on Linux; see
 // sim_platform.h). A missing file gives defaultConfig() or, with
-// MissingFile::kFailure, a failure naming it; an unreadable or malformed one
-// a failure naming the file (and the line).
+// MissingFile::kFailure, a failure naming it; an unreadable one, one larger
+// than 16 MiB or a malformed one a failure naming the file (and the line).
+// Messages show the file's bytes printably: UTF-8 as it is, any other byte
+// as \xNN.
 ConfigResult loadConfig(const std::string& path, MissingFile missing = MissingFile::kDefaults);
 
 // The configuration init() reads: from configPathFor(initPath). A file that

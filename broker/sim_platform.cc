@@ -1,5 +1,6 @@
 #include "broker/sim_platform.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -16,25 +17,17 @@ namespace sim {
 namespace {
 
 bool isAscii(const std::string& text) {
-  for (unsigned char c : text) {
-    if (c >= 0x80) return false;
-  }
-  return true;
+  return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
 }
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
-
 ReadStatus readOpened(std::FILE* raw, std::string& text) {
-  FilePtr file(raw);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(raw, &std::fclose);
   text.clear();
   char buffer[4096];
   std::size_t n;
   while ((n = std::fread(buffer, 1, sizeof(buffer), file.get())) > 0) {
     text.append(buffer, n);
-    if (text.size() > (16u << 20)) return ReadStatus::kUnreadable;  // not a configuration
+    if (text.size() > kMaxFile) return ReadStatus::kTooLarge;
   }
   return std::ferror(file.get()) ? ReadStatus::kUnreadable : ReadStatus::kOk;
 }
@@ -91,6 +84,23 @@ ReadStatus readWholeFile(const std::string& path, std::string& text) {
   }
   return readOpened(file, text);
 #endif
+}
+
+bool appendLine(const std::string& path, const std::string& line) {
+#if defined(_WIN32)
+  const int n =
+      MultiByteToWideChar(CP_UTF8, 0, path.data(), static_cast<int>(path.size()), nullptr, 0);
+  if (n <= 0) return false;
+  std::wstring wide(static_cast<std::size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, path.data(), static_cast<int>(path.size()), &wide[0], n);
+  std::FILE* file = _wfopen(wide.c_str(), L"ab");
+#else
+  std::FILE* file = std::fopen(path.c_str(), "ab");
+#endif
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(line.data(), 1, line.size(), file) == line.size() &&
+                       std::fputc('\n', file) != EOF;
+  return std::fclose(file) == 0 && written;
 }
 
 std::string gbkToUtf8(const std::string& text) {

@@ -6,18 +6,26 @@
 #ifndef KESTREL_BROKER_SIM_PLATFORM_H_
 #define KESTREL_BROKER_SIM_PLATFORM_H_
 
+#include <cstddef>
 #include <string>
 
 namespace xti {
 namespace sim {
 
-enum class ReadStatus { kOk, kMissing, kUnreadable };
+constexpr std::size_t kMaxFile = std::size_t{16} << 20;
 
-// Reads the whole file at `path` into `text`. On Windows `path` is GBK. On
+enum class ReadStatus { kOk, kMissing, kUnreadable, kTooLarge };
+
+// Reads the whole file at `path` into `text`; a file larger than kMaxFile is
+// not read to its end (kTooLarge). On Windows `path` is GBK. On
 // Linux it is tried as given, and if no such file exists, once more after
 // conversion from GBK to UTF-8 (the plug-in builds the path in GBK; Linux
 // file names are UTF-8).
 ReadStatus readWholeFile(const std::string& path, std::string& text);
+
+// Appends `line` and a line break to the file at `path` (UTF-8), creating
+// it; false when it cannot be written.
+bool appendLine(const std::string& path, const std::string& line);
 
 // `text` read as GBK, in UTF-8. Pure ASCII passes unchanged; bytes that are
 // not GBK become '?'.

@@ -44,6 +44,13 @@ std::string dateText(int64_t days) {
 
 int64_t floorDiv(int64_t a, int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
 
+// Days since 1970-01-01 of the eight digits YYYYMMDD, read as a date even
+// where it is none (20240230 is 20240301).
+int64_t daysOf(const std::string& yyyymmdd) {
+  return daysFromCivil(std::stoi(yyyymmdd.substr(0, 4)), std::stoi(yyyymmdd.substr(4, 2)),
+                       std::stoi(yyyymmdd.substr(6, 2)));
+}
+
 }  // namespace
 
 Stamp stampAt(int64_t unixSeconds) {
@@ -61,24 +68,14 @@ Stamp stampNow() {
   return stampAt(std::chrono::duration_cast<std::chrono::seconds>(now).count());
 }
 
+// A real date reads back as the same text.
 bool isDateText(const std::string& text) {
-  if (text.size() != 8) return false;
-  for (char c : text) {
-    if (c < '0' || c > '9') return false;
-  }
-  const int y = std::stoi(text.substr(0, 4));
-  const int m = std::stoi(text.substr(4, 2));
-  const int d = std::stoi(text.substr(6, 2));
-  if (y < 1900 || m < 1 || m > 12 || d < 1) return false;
-  static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  const bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
-  return d <= kDays[m - 1] + (m == 2 && leap ? 1 : 0);
+  return text.size() == 8 && text.find_first_not_of("0123456789") == std::string::npos &&
+         std::stoi(text.substr(0, 4)) >= 1900 && dateText(daysOf(text)) == text;
 }
 
 std::string previousWeekday(const std::string& yyyymmdd) {
-  const int64_t days =
-      daysFromCivil(std::stoi(yyyymmdd.substr(0, 4)), std::stoi(yyyymmdd.substr(4, 2)),
-                    std::stoi(yyyymmdd.substr(6, 2)));
+  const int64_t days = daysOf(yyyymmdd);
   // 1970-01-01 was a Thursday: weekday 0 is Monday.
   const int64_t weekday = (days % 7 + 7 + 3) % 7;
   const int64_t back = weekday == 0 ? 3 : weekday == 6 ? 2 : 1;

@@ -1,6 +1,14 @@
+// The simulated API object, the factory that makes it, and the tally of its
+// callback threads.
 #include "broker/simulated_api.h"
 
-#include "broker/callback_threads.h"
+#include <condition_variable>
+#include <cstring>
+#include <new>
+#include <system_error>
+
+#include "broker/simulated_counter.h"
+#include "plugin/mutex.h"
 
 namespace xti {
 namespace sim {
@@ -9,20 +17,84 @@ namespace {
 // Texts from the caller: a null pointer reads as an empty text.
 std::string text(const char* p) { return p != nullptr ? std::string(p) : std::string(); }
 
+// The process-wide tally of the callback threads, which XtTraderApi::joinAll
+// waits on. A thread is counted from just before it starts until its last
+// step; joinAll called on a callback thread would wait for itself, so it
+// must not be. Thread-safe: the mutex guards the count.
+class ThreadTally {
+ public:
+  void starting() KS_EXCLUDES(mu_) {
+    kestrel::MutexLock lock(mu_);
+    ++running_;
+  }
+  void ended() KS_EXCLUDES(mu_) {
+    kestrel::MutexLock lock(mu_);
+    if (--running_ == 0) allEnded_.notify_all();
+  }
+  void waitForAll() KS_EXCLUDES(mu_) {
+    kestrel::MutexLock lock(mu_);
+    while (running_ > 0) allEnded_.wait(mu_);
+  }
+
+ private:
+  kestrel::Mutex mu_;
+  std::condition_variable_any allEnded_;
+  int running_ KS_GUARDED_BY(mu_) = 0;
+};
+
+// Never destroyed: a detached thread may still be ending while the process exits.
+ThreadTally& tally() {
+  static ThreadTally* instance = new ThreadTally;
+  return *instance;
+}
+
 }  // namespace
+
+bool isUsableAddress(const char* address) {
+  if (address == nullptr) return false;
+  const std::size_t length = std::strlen(address);
+  if (length == 0 || length > 255) return false;
+  const char* colon = std::strrchr(address, ':');
+  if (colon == nullptr || colon == address) return false;
+  for (const char* p = address; p < colon; ++p) {
+    if (*p == ' ' || *p == '\t' || *p == '\r' || *p == '\n') return false;
+  }
+  const char* port = colon + 1;
+  const std::size_t digits = std::strlen(port);
+  if (digits == 0 || digits > 5) return false;
+  long value = 0;
+  for (const char* p = port; *p != '\0'; ++p) {
+    if (*p < '0' || *p > '9') return false;
+    value = value * 10 + (*p - '0');
+  }
+  return value >= 1 && value <= 65535;
+}
+
+XtTraderApi* createSimulatedApi(const char* address) {
+  if (!isUsableAddress(address)) return nullptr;
+  try {
+    return new SimulatedApi(address);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  } catch (const std::system_error&) {  // no thread could be started
+    return nullptr;
+  }
+}
+
+void joinSimulatedThreads() { tally().waitForAll(); }
 
 SimulatedApi::SimulatedApi(const std::string& address)
     : connection_(std::make_shared<Connection>(address)) {
-  callbackThreadStarting();
+  tally().starting();
   std::shared_ptr<Connection> connection = connection_;
   try {
     thread_ = std::thread([connection]() mutable {
       connection->run();
       connection.reset();  // the last owner once the API object is gone
-      callbackThreadEnded();
+      tally().ended();
     });
   } catch (...) {
-    callbackThreadEnded();
+    tally().ended();
     throw;
   }
 }
@@ -95,10 +167,6 @@ void SimulatedApi::cancelOrderByExchangeId(const char* accountId, const char* ex
     counter.cancelByExchangeId(text(accountId), text(exchangeOrderId), text(exchangeCode),
                                text(instrumentCode), requestId, out);
   });
-}
-
-void SimulatedApi::stepPriceWalk() {
-  connection_->request([](Counter& counter, Outbox& out) { counter.walkStep(out); });
 }
 
 bool SimulatedApi::setReferencePrice(const std::string& instrument, double price) {

@@ -7,8 +7,8 @@
 // it finish on its own. See broker/connection.h for who calls in on which
 // thread.
 //
-// Besides the vendor's operations it offers two market tools, for tests and
-// for programs that drive the simulated market themselves; their answers
+// Besides the vendor's operations it offers a market tool, for tests and
+// for programs that drive the simulated market themselves; its answers
 // (fills of resting orders) are delivered like a request's.
 #ifndef KESTREL_BROKER_SIMULATED_API_H_
 #define KESTREL_BROKER_SIMULATED_API_H_
@@ -45,9 +45,7 @@ class SimulatedApi final : public XtTraderApi {
                                const char* exchangeCode, const char* instrumentCode, int requestId,
                                const char* extra) override;
 
-  // --- Market tools ---
-  // One step of the price walk now, whatever the configured interval.
-  void stepPriceWalk();
+  // --- Market tool ---
   // Moves one reference price; false for an unknown instrument, a price not
   // above 0, or a connection that is not up.
   bool setReferencePrice(const std::string& instrument, double price);

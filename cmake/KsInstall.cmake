@@ -12,8 +12,8 @@
 #                                KSJournal, and the plug-in and the simulated
 #                                counter beside them as *_real: an installation
 #                                that records both boundaries (docs/journal.md)
-#   journal/tools/               journal_dump, journal_replay, the replay's
-#                                XtTraderApi and a copy of Common
+#   journal/tools/               journal_dump, journal_replay, journal_report,
+#                                the replay's XtTraderApi and a copy of Common
 #   include/KSTraderAPIPluginXT/ the headers a host compiles against
 #   lib/                         import libraries (Windows)
 #   lib/cmake/KSTraderAPIPluginXT/ the package: find_package(KSTraderAPIPluginXT
@@ -53,12 +53,12 @@ install(TARGETS KSJournal journal_recording_plugin journal_recording_vendor
   RUNTIME DESTINATION ${KS_JOURNAL_RECORD_DEST} COMPONENT runtime
   LIBRARY DESTINATION ${KS_JOURNAL_RECORD_DEST} COMPONENT runtime
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/journal COMPONENT development)
-install(TARGETS journal_dump journal_replay journal_replay_vendor Common
+install(TARGETS journal_dump journal_replay journal_report journal_replay_vendor Common
   RUNTIME DESTINATION ${KS_JOURNAL_TOOLS_DEST} COMPONENT runtime
   LIBRARY DESTINATION ${KS_JOURNAL_TOOLS_DEST} COMPONENT runtime
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/journal COMPONENT development)
 list(APPEND KS_INSTALLED_TARGETS KSJournal journal_recording_plugin journal_recording_vendor
-     journal_dump journal_replay journal_replay_vendor)
+     journal_dump journal_replay journal_report journal_replay_vendor)
 
 # ks_install_real_copy(target): the target's file as installed in bin/
 # (stripped, when the install strips) copied into the record folder under
@@ -93,32 +93,41 @@ for this project's own tests: a host built with Visual C++ cannot use them.
 The released win64 archive holds the build in Visual C++'s ABI.")
 else()
   set(KS_WINDOWS_BINARIES_NOTE
-      "The Windows DLLs and programs are built in Visual C++'s C++ ABI with its
-standard library, as every Visual C++ 2015-2022 host is, and import its
-runtime: they need the Microsoft Visual C++ 2015-2022 Redistributable (x64),
-which a machine that runs a Visual C++ host has. lib/ holds their import
-libraries for a host that links them.")
+      "The DLLs and programs are built in Visual C++'s C++ ABI with its standard
+library, for hosts built with Visual C++ 2015, 2017, 2019 or 2022.")
 endif()
-configure_file(cmake/package/README.txt ${CMAKE_CURRENT_BINARY_DIR}/README.txt @ONLY)
+# The Windows archive's README is its own, with Windows line ends; the
+# Windows floor is docs/windows.md's (tests/windows/release_binaries_test.py
+# holds the binaries to it).
+set(KS_WINDOWS_FLOOR "Windows 7 SP1 or later (Windows 7 and 8.1 with the Universal C Runtime
+update KB2999226, which the Redistributable installs)")
+if(WIN32 AND NOT MINGW)
+  configure_file(cmake/package/README-windows.txt ${CMAKE_CURRENT_BINARY_DIR}/README.lf @ONLY)
+  file(READ ${CMAKE_CURRENT_BINARY_DIR}/README.lf ks_readme)
+  string(REPLACE "\n" "\r\n" ks_readme "${ks_readme}")
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/README.crlf "${ks_readme}")
+  configure_file(${CMAKE_CURRENT_BINARY_DIR}/README.crlf ${CMAKE_CURRENT_BINARY_DIR}/README.txt
+                 COPYONLY)
+else()
+  configure_file(cmake/package/README.txt ${CMAKE_CURRENT_BINARY_DIR}/README.txt @ONLY)
+endif()
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/README.txt DESTINATION . COMPONENT runtime)
 
 set(KS_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/KSTraderAPIPluginXT)
-install(FILES
-  plugin/common.h
-  plugin/export.h
-  plugin/host_records.h
-  plugin/mutex.h
-  plugin/plugin_entry.h
-  plugin/result_status.h
-  plugin/trade_session.h
-  plugin/trade_session_spi.h
-  DESTINATION ${KS_HEADER_DIR}/plugin COMPONENT development)
-install(FILES identity/client_id_set.h DESTINATION ${KS_HEADER_DIR}/identity COMPONENT development)
+foreach(header IN LISTS KS_INSTALLED_HEADERS)
+  get_filename_component(folder ${header} DIRECTORY)
+  install(FILES ${header} DESTINATION ${KS_HEADER_DIR}/${folder} COMPONENT development)
+endforeach()
 
 install(EXPORT KSTraderAPIPluginXTTargets
   NAMESPACE KSTraderAPIPluginXT::
   DESTINATION ${KS_PACKAGE_DIR}
   COMPONENT development)
+if(WIN32 AND NOT MINGW)
+  set(KS_PACKAGE_RELEASE_RUNTIME_ONLY ON)
+else()
+  set(KS_PACKAGE_RELEASE_RUNTIME_ONLY OFF)
+endif()
 configure_package_config_file(cmake/KSTraderAPIPluginXTConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/KSTraderAPIPluginXTConfig.cmake
   INSTALL_DESTINATION ${KS_PACKAGE_DIR})
@@ -151,5 +160,21 @@ else()
   set(CPACK_DEBIAN_PACKAGE_SECTION devel)
   # The newest symbol versions the binaries need: GLIBC_2.34, GLIBCXX_3.4.30.
   set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12)")
+endif()
+# The build in Visual C++'s ABI: version resources, PDBs in a symbols
+# archive of their own, the import library's runtime tag.
+if(WIN32 AND NOT MINGW)
+  include(cmake/KsWindowsRelease.cmake)
+  foreach(target IN LISTS KS_INSTALLED_TARGETS)
+    set(destination ${CMAKE_INSTALL_BINDIR})
+    if(target MATCHES "^(KSJournal|journal_recording_plugin|journal_recording_vendor)$")
+      set(destination ${KS_JOURNAL_RECORD_DEST})
+    elseif(target MATCHES "^journal_")
+      set(destination ${KS_JOURNAL_TOOLS_DEST})
+    endif()
+    ks_windows_release_binary(${target} ${destination})
+  endforeach()
+  set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/symbols_archive.cmake)
+  set(CPACK_KS_BUILD_DIR ${CMAKE_BINARY_DIR})
 endif()
 include(CPack)

@@ -58,16 +58,37 @@ set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${KS_MSVC_SYSTEM_INCLUDE_DIRECTORIES}
 # The compiler claims Visual C++ 2022 17.14. The STL's vectorized algorithms
 # are off (its documented switch): clang builds their source only with AVX2
 # enabled for the whole file, so the headers' own loops are used instead.
-set(CMAKE_C_FLAGS_INIT "-nostdinc -fms-compatibility-version=19.44")
-set(CMAKE_CXX_FLAGS_INIT "-nostdinc -fms-compatibility-version=19.44 -D_USE_STD_VECTOR_ALGORITHMS=0")
-# The runtime is /MD (the DLLs), in every project, googletest's too.
+# std::mutex and std::condition_variable are initialized through the runtime
+# (_Mtx_init_in_situ, _Cnd_init_in_situ), as every msvcp140.dll since Visual
+# C++ 2015 expects; the 17.10+ headers' constexpr constructors would need
+# msvcp140.dll 14.40 or later (docs/windows.md, the runtime floor).
+# Every function with a buffer on its stack checks the security cookie on
+# return (-fstack-protector-strong: Visual C++'s /GS). Paths under the
+# source, build and STL folders are written relative (__FILE__ and debug
+# information), so that no binary names the build machine's folders.
+get_filename_component(ks_source_root "${CMAKE_CURRENT_LIST_DIR}/.." ABSOLUTE)
+set(ks_msvc_common_flags
+    "-nostdinc -fms-compatibility-version=19.44 -fstack-protector-strong \
+-ffile-prefix-map=${ks_source_root}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=. \
+-ffile-prefix-map=${KS_MSVC_STL}=msvc-stl")
+set(CMAKE_C_FLAGS_INIT "${ks_msvc_common_flags}")
+set(CMAKE_CXX_FLAGS_INIT
+    "${ks_msvc_common_flags} -D_USE_STD_VECTOR_ALGORITHMS=0 -D_DISABLE_CONSTEXPR_MUTEX_CONSTRUCTOR")
+# The runtime is /MD (the DLLs), in every project, googletest's too, in
+# every build type; a project that names another (the tests' Debug host)
+# keeps its own.
 set(CMAKE_POLICY_DEFAULT_CMP0091 NEW)
-set(CMAKE_MSVC_RUNTIME_LIBRARY MultiThreadedDLL)
+if(NOT DEFINED CMAKE_MSVC_RUNTIME_LIBRARY)
+  set(CMAKE_MSVC_RUNTIME_LIBRARY MultiThreadedDLL)
+endif()
 # The static runtime and the import libraries come from cmake/msvc
 # (KsMsvcRuntime.cmake, included after each project()), not from the
 # libraries the objects name.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-Xlinker /nodefaultlib")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Xlinker /nodefaultlib")
+# Every binary gets a PDB (/debug) whose debug directory names it by file
+# name only (/pdbaltpath:%_PDB%), not by its path on the build machine.
+set(ks_msvc_link_flags "-Xlinker /nodefaultlib -Xlinker /debug -Xlinker /pdbaltpath:%_PDB%")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "${ks_msvc_link_flags}")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "${ks_msvc_link_flags}")
 set(CMAKE_C_STANDARD_LIBRARIES "" CACHE STRING "Libraries for every C binary (ks_msvc_runtime)")
 set(CMAKE_CXX_STANDARD_LIBRARIES "" CACHE STRING "Libraries for every C++ binary (ks_msvc_runtime)")
 set(CMAKE_PROJECT_INCLUDE ${CMAKE_CURRENT_LIST_DIR}/msvc/KsMsvcRuntime.cmake)

@@ -1,12 +1,17 @@
 // The journal's reader under arbitrary bytes: as a whole file, and as one
-// entry's payload inside a well-formed file. Built with the journal's code
-// (fuzz/journal_check.cc).
+// entry's payload inside a well-formed file. The entries read are then read
+// as each tool reads them: printed as journal_dump prints them, put in the
+// replay's order (which reads the answers' codes), and read by the day
+// report (report/day.h), versions 1 and 2. Built with the journal's code and
+// the report's, never the plug-in.
 #include <cstdio>
 #include <string>
 
 #include "fuzz/fuzz_checks.h"
 #include "recorder/journal/journal_format.h"
 #include "recorder/journal/operations.h"
+#include "recorder/tools/replay_order.h"
+#include "report/day.h"
 
 namespace kestrel::fuzz {
 namespace {
@@ -29,6 +34,18 @@ void printAll(const JournalFile& file) {
       }
       operationName(entry);
     }
+  }
+  // The replay's order reads every answer's code; it places every entry once.
+  const std::vector<std::size_t> order = replayOrder(file.entries);
+  if (order.size() != file.entries.size()) reportFailure("the replay's order lost entries");
+  // The report reads every entry: a malformed one is named, never thrown.
+  for (uint32_t version : {1u, 2u}) {
+    report::Day day;
+    day.version = version;
+    report::DayBuilder builder(day, report::Options());
+    for (const Entry& entry : file.entries) builder.add(entry);
+    builder.finish();
+    if (day.entries != file.entries.size()) reportFailure("the report skipped entries");
   }
 }
 

@@ -1,6 +1,10 @@
 #include "identity/client_id_set.h"
 
+#include <atomic>
+#include <functional>
 #include <utility>
+
+#include "identity/client_id_set_seam.h"
 
 namespace kestrel {
 
@@ -31,26 +35,41 @@ void place(Map& map, typename Map::node_type entry) {
   if (!placed.inserted) placed.position->second = std::move(placed.node.mapped());
 }
 
+std::atomic<const std::function<void()>*> gBetweenHolds{nullptr};
+
 }  // namespace
 
-// The id is read in one critical section and the two new entries linked in
-// another; the entries and the key text are built in between. A vendor
-// thread that looks an order up while a host thread files one waits only for
-// the tree operations, not for allocations.
+void TEST_setBetweenUpdateHolds(const std::function<void()>* between) {
+  gBetweenHolds.store(between, std::memory_order_relaxed);
+}
+
+// The entries and the key text are built between two holds: a vendor thread
+// that looks an order up while a host thread files one waits only for the
+// tree operations, not for allocations. The second hold links them only if
+// the request's entry still holds the id the first one read (entries are
+// never removed, so its iterator stays valid); an add in between means they
+// are built again, so that update takes effect at that one hold.
 bool XtClientIdSet::update(int requestId, int orderId) {
-  ClientId id;
-  {
+  for (;;) {
+    std::map<int, ClientId>::const_iterator found;
+    ClientId id;
+    {
+      MutexLock lock(mutex);
+      found = requestMap.find(requestId);
+      if (found == requestMap.end()) return false;
+      id = found->second;
+    }
+    auto byKey = entryOf<std::map<std::string, int>>(clientIdKey(id), orderId);
+    auto byOrder = entryOf<std::map<int, ClientId>>(orderId, std::move(id));
+    if (const std::function<void()>* between = gBetweenHolds.load(std::memory_order_relaxed)) {
+      (*between)();
+    }
     MutexLock lock(mutex);
-    auto found = requestMap.find(requestId);
-    if (found == requestMap.end()) return false;
-    id = found->second;
+    if (found->second != byOrder.mapped()) continue;
+    place(orderMap, std::move(byOrder));
+    place(keyMap, std::move(byKey));
+    return true;
   }
-  auto byKey = entryOf<std::map<std::string, int>>(clientIdKey(id), orderId);
-  auto byOrder = entryOf<std::map<int, ClientId>>(orderId, std::move(id));
-  MutexLock lock(mutex);
-  place(orderMap, std::move(byOrder));
-  place(keyMap, std::move(byKey));
-  return true;
 }
 
 bool XtClientIdSet::get(int orderId, ClientId& id) {

@@ -6,13 +6,13 @@
 //   get(orderId, id)           when a report carries only the order number
 //   get(id, orderId)           the reverse lookup, offered to the host
 //
-// Thread-safe: one mutex guards all three maps. update reads the id in one
-// critical section and links the two new entries in another, having built
-// them (allocations and the key text) in between, so that a vendor thread's
-// lookup never waits for a host thread's allocation; an add of the same
-// request number in between may leave the order filed under the id it
-// replaced. The other operations hold the mutex for their whole run. Nothing
-// is ever removed; the maps grow until the registry is destroyed. The
+// Thread-safe: one mutex guards all three maps, and every operation takes
+// effect at one hold of it. update builds its two new entries (allocations
+// and the key text) between a hold that reads the request's id and the hold
+// that links them, so that a vendor thread's lookup never waits for a host
+// thread's allocation; it links them only if the request's id is still the
+// one it read, and otherwise builds them again from the new one. Nothing is
+// ever removed; the maps grow until the registry is destroyed. The
 // destructor takes no lock, so no other operation may still be running.
 #ifndef KESTREL_IDENTITY_CLIENT_ID_SET_H_
 #define KESTREL_IDENTITY_CLIENT_ID_SET_H_

@@ -28,6 +28,11 @@
 
 #include "plugin/export.h"
 
+#if defined(_MSC_VER)
+#pragma warning(push)
+#pragma warning(disable : 4251)  // std members of an exported class; one toolchain builds both
+#endif
+
 class KS_COMMON_API FileSystem {
  public:
   // Directory of the host server's executable, without a closing separator.
@@ -122,5 +127,9 @@ KS_COMMON_API extern std::shared_ptr<BaseInformationMap> gBaseInformationMap;
 KS_COMMON_API void addChinaExchanges(BaseInformationMap& map);
 
 }  // namespace kestrel
+
+#if defined(_MSC_VER)
+#pragma warning(pop)
+#endif
 
 #endif  // KESTREL_PLUGIN_COMMON_H_

@@ -7,8 +7,11 @@
 //
 // Each binary defines its *_BUILD macro while it is compiled; everyone else sees
 // the import side. Everything not marked stays hidden (-fvisibility=hidden).
+// Visual C++ builds: the configurations a host may use (plugin/host_build.h).
 #ifndef KESTREL_PLUGIN_EXPORT_H_
 #define KESTREL_PLUGIN_EXPORT_H_
+
+#include "plugin/host_build.h"
 
 #if defined(_WIN32)
 #define KS_DLL_EXPORT __declspec(dllexport)

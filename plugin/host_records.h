@@ -20,6 +20,8 @@
 #include <string>
 #include <vector>
 
+#include "plugin/host_build.h"  // the build configurations a host may use
+
 namespace kestrel {
 
 // ---------------------------------------------------------------------------

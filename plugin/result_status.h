@@ -16,6 +16,8 @@
 #include <cstdint>
 #include <string>
 
+#include "plugin/host_build.h"  // the build configurations a host may use
+
 namespace kestrel {
 
 // The host's own record: no [[nodiscard]] here, a host that ignores an

@@ -1,19 +1,21 @@
 #!/usr/bin/env bash
 # Installs what the build needs from Debian's archive, and only what is
-# missing. Usage: scripts/setup.sh [group...]; groups: base (default),
+# missing. Usage: scripts/setup.sh [group...]; groups: base (default; with
+# chromium and python3 for the day report's browser test),
 # clang (sanitizers, thread-safety analysis, fuzzing), windows (mingw-w64 and
 # Wine), msvc (clang, lld and llvm 19 in Visual C++ mode, Wine's DLLs and
-# headers; Microsoft's STL comes from KS_MSVC_STL), bench (the benchmark's
+# headers; Microsoft's STL comes from KS_MSVC_STL; python3 reads the released
+# binaries' PE headers), bench (the benchmark's
 # scripts: python3's standard library draws the chart; valgrind counts
 # instructions for scripts/bench_callgrind.sh and scripts/count_gate.py), lint
 # (clang-format and clang-tidy for make lint).
 set -euo pipefail
 
 declare -A GROUPS_PACKAGES=(
-  [base]="cmake ninja-build g++ make libboost-date-time-dev libboost-dev googletest libgtest-dev libbenchmark-dev"
+  [base]="cmake ninja-build g++ make libboost-date-time-dev libboost-dev googletest libgtest-dev libbenchmark-dev python3 chromium"
   [clang]="clang libclang-rt-14-dev"
   [windows]="g++-mingw-w64-x86-64-posix wine wine64"
-  [msvc]="clang-19 lld-19 llvm-19 wine wine64 libwine-dev"
+  [msvc]="clang-19 lld-19 llvm-19 wine wine64 libwine-dev python3"
   [bench]="libbenchmark-dev python3 valgrind"
   [lint]="clang-format clang-tidy"
 )

@@ -2,13 +2,11 @@
 
 #include <chrono>
 #include <exception>
-#include <future>
 #include <memory>
 #include <thread>
 
 #include "plugin/common.h"
 #include "plugin/error_messages.h"
-#include "plugin/platform.h"
 #include "spi/record_conversion.h"
 
 namespace kestrel {
@@ -18,26 +16,8 @@ constexpr char kAddressPrefixChars[] = "tcp:/";
 constexpr wchar_t kConfigFileSuffix[] = L"\\config\\xt_config";
 constexpr char kNoExtra[] = "";
 
-constexpr int32_t kHostBuy = 1;
-constexpr int32_t kHostOpen = 1;
-constexpr int32_t kHostCloseToday = 5;
-constexpr int32_t kHostAnyPrice = 2;
-constexpr int32_t kSpeculation = xti::HEDGE_SPECULATION_CHAR;
-
 ResultStatus requestFailed(const std::exception& e) {
   return ResultStatus{kRequestFailed, e.what()};
-}
-
-// Vendor operation code from the host's direction and offset: a direction
-// other than buy is a sell; an offset other than open and close-today closes
-// older positions.
-int32_t operationCode(int32_t direction, int32_t offsetFlag) {
-  const bool buy = direction == kHostBuy;
-  if (offsetFlag == kHostOpen) return buy ? xti::OPT_OPEN_LONG : xti::OPT_OPEN_SHORT;
-  if (offsetFlag == kHostCloseToday) {
-    return buy ? xti::OPT_CLOSE_SHORT_TODAY : xti::OPT_CLOSE_LONG_TODAY;
-  }
-  return buy ? xti::OPT_CLOSE_SHORT_HISTORY : xti::OPT_CLOSE_LONG_HISTORY;
 }
 
 }  // namespace
@@ -109,10 +89,24 @@ ResultStatus TradeSessionXT::release() {
     api_ = nullptr;
   }
   // With no host callback registered there is nobody to tell; the session is
-  // still stopped and destroyed.
+  // still stopped and destroyed. The host hears onDisconnected on a thread of
+  // its own, which is joined: when release() returns, no code of this library
+  // runs on it any more, so a host may unload the library once the vendor
+  // library's threads have ended (a thread-pool task would still be on its
+  // way out of this library's code). An exception the host throws there is
+  // rethrown to release()'s caller.
   if (hostSpi_ != nullptr) {
     ITradeSessionSpi* host = hostSpi_;
-    std::async(std::launch::async, [host] { host->onDisconnected(successStatus()); }).get();
+    std::exception_ptr thrown;
+    std::thread teller([host, &thrown] {
+      try {
+        host->onDisconnected(successStatus());
+      } catch (...) {
+        thrown = std::current_exception();
+      }
+    });
+    teller.join();
+    if (thrown) std::rethrow_exception(thrown);
   }
   delete this;
   return successStatus();
@@ -144,16 +138,8 @@ ResultStatus TradeSessionXT::sendOrder(int requestId, const AccountOrderNewReque
   // Filed before the vendor call: its answer may arrive before the call returns.
   spi_->fileOrder(requestId, request);
 
-  copyToField(order.m_strInstrument, request.codeId.code);
-  copyToField(order.m_strMarket, exchangeCodeOf(request.codeId.exchange));
-  order.m_dPrice = request.price;
-  order.m_dSuperPriceRate = 0;
-  order.m_nVolume = static_cast<int32_t>(static_cast<uint32_t>(request.quantity));
-  order.m_ePriceType = request.priceType == kHostAnyPrice ? xti::PRTP_MARKET : xti::PRTP_LIMIT;
-  order.m_eOperationType = operationCode(request.direction, request.offsetFlag);
-  order.m_eHedgeFlag = kSpeculation;  // whatever the request's hedge flag says
+  toVendorOrder(request, account, order);
   try {
-    copyToField(order.m_strAccountID, account);
     api_->placeOrder(&order, requestId, kNoExtra);
   } catch (const std::exception& e) {
     return requestFailed(e);  // the filed request stays until an answer or the end

@@ -59,6 +59,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using demo::Event;
+using demo::EventType;
 
 constexpr std::chrono::seconds kEventTimeout(10);
 constexpr std::chrono::seconds kStuckAfter(60);
@@ -252,8 +253,7 @@ class Soak {
       if (!bought.empty() &&
           expect(
               "onFill for the buy at any price",
-              [&](const Event& e) { return e.name == "onFill" && e.clientSerial == bought; },
-              &fill)) {
+              [&](const Event& e) { return e.about(EventType::kFill, bought); }, &fill)) {
         // Resting orders one to four ticks either side of the market; the
         // walk fills them while the session goes on, and after it ends.
         std::string first;
@@ -266,8 +266,8 @@ class Soak {
         if (!first.empty() && s.host().waitFor(
                                   [&](const Event& e) {
                                     return e.clientSerial == first && !e.exchangeOrderId.empty() &&
-                                           (e.name == "onOrderAccepted" ||
-                                            e.name == "onOrderFilled");
+                                           (e.type == EventType::kOrderAccepted ||
+                                            e.type == EventType::kOrderFilled);
                                   },
                                   kEventTimeout, &accepted) == demo::WaitResult::kFound) {
           s.learn(accepted);
@@ -279,7 +279,7 @@ class Soak {
           fail(thread, cycle, "reqQryPosition refused", *host);
         } else {
           expect("the last onPositionsResponse", [id](const Event& e) {
-            return e.name == "onPositionsResponse" && e.requestId == id && e.isLast;
+            return e.type == EventType::kPositionsResponse && e.requestId == id && e.isLast;
           });
         }
       }
@@ -310,27 +310,28 @@ class Soak {
     long early = 0;
     int disconnections = 0;
     for (const Event& e : events) {
-      if (e.name == "onDisconnected") ++disconnections;
-      const bool aboutAnOrder = e.name == "onOrderAccepted" || e.name == "onOrderFilled" ||
-                                e.name == "onOrderCanceled" || e.name == "onOrderRejected" ||
-                                e.name == "onFill";
+      if (e.type == EventType::kDisconnected) ++disconnections;
+      const bool aboutAnOrder = e.type == EventType::kOrderAccepted ||
+                                e.type == EventType::kOrderFilled ||
+                                e.type == EventType::kOrderCanceled ||
+                                e.type == EventType::kOrderRejected || e.type == EventType::kFill;
       if (!aboutAnOrder) continue;
       const long number = std::strtol(e.exchangeOrderId.c_str(), nullptr, 10);
       const std::string ours = number >= 1 && number <= orders ? demo::clientSerial(number) : "";
       const bool madeUp = e.clientSerial == std::to_string(number) ||
-                          (e.clientSerial.empty() && e.name == "onFill");
+                          (e.clientSerial.empty() && e.type == EventType::kFill);
       const bool known = e.exchangeOrderId.empty()
                              ? ordered.count(e.clientSerial) == 1
                              : !ours.empty() && (e.clientSerial == ours || madeUp);
       if (!known) {
         fail(thread, cycle,
-             e.name + " for exchange order '" + e.exchangeOrderId + "', client serial '" +
-                 e.clientSerial + "': not an order this session sent",
+             nameOf(e.type) + std::string(" for exchange order '") + e.exchangeOrderId +
+                 "', client serial '" + e.clientSerial + "': not an order this session sent",
              *host);
         continue;
       }
       if (madeUp) ++early;
-      if (e.name == "onFill") {
+      if (e.type == EventType::kFill) {
         ++fills;
         filled[number] += e.volume;
       }

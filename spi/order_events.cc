@@ -1,5 +1,6 @@
-// XtTraderSpi: order replies, failure pushes, order pushes, account status,
-// and the order-status dispatch that turns a vendor order into a host event.
+// XtTraderSpi: order replies, failure pushes, the order and deal pushes,
+// account status, and the order-status dispatch that turns a vendor order
+// into a host event.
 #include <string>
 #include <utility>
 
@@ -67,8 +68,7 @@ void XtTraderSpi::reportOrderEvent(const xti::VendorOrder& order, Convert conver
                                                                       const ResultStatus&, int,
                                                                       bool)) {
   Record record;
-  fillAccountHeader(config_, record.header);
-  convert(order, record);
+  convert(order, config_, record);
   if (!identity_->registry->get(order.m_nOrderID, record.clientId)) {
     fallbackClientId(order.m_nOrderID, record.clientId);
   }
@@ -145,6 +145,17 @@ void XtTraderSpi::onCancelErrorPush(const xti::VendorOrderError* data) {
 void XtTraderSpi::onOrderPush(const xti::VendorOrder* data) {
   if (data == nullptr) return;
   runHandler([&] { dispatchOrderEvent(*data); });
+}
+
+void XtTraderSpi::onDealPush(const xti::VendorDeal* data) {
+  if (data == nullptr) return;
+  runHandler([&] {
+    FillRecord record;
+    toFillRecord(*data, config_, record);
+    // Known order: the host's id; unknown: both texts stay empty.
+    identity_->registry->get(data->m_nOrderID, record.clientId);
+    host().onFill(&record, successStatus(), kPushRequestId, true);
+  });
 }
 
 void XtTraderSpi::onAccountStatus(const char* accountId, int, int status) {

@@ -22,14 +22,31 @@ struct CharRule {
 
 // The code mappings, one table per host field; `otherwise` covers every
 // vendor code a table does not list.
-constexpr CharRule kPriceTypeRules[] = {{'1', 2}};
-constexpr int32_t kPriceTypeOtherwise = 1;
-constexpr CharRule kOffsetRules[] = {{'0', 1}, {'1', 4}, {'3', 5}, {'4', 6}};
-constexpr int32_t kOffsetOtherwise = 0;
-constexpr CharRule kHedgeRules[] = {{'1', 1}, {'2', 2}, {'3', 3}};
-constexpr int32_t kHedgeOtherwise = 0;
-constexpr CharRule kDirectionRules[] = {{'0', 1}};
-constexpr int32_t kDirectionOtherwise = 2;
+constexpr CharRule kPriceTypeRules[] = {{xti::PRICE_MARKET_CHAR, kHostAnyPrice}};
+constexpr int32_t kPriceTypeOtherwise = kHostLimitPrice;
+constexpr CharRule kOffsetRules[] = {{xti::OFFSET_OPEN_CHAR, kHostOpen},
+                                     {xti::OFFSET_CLOSE_CHAR, kHostClose},
+                                     {xti::OFFSET_CLOSE_TODAY_CHAR, kHostCloseToday},
+                                     {xti::OFFSET_CLOSE_YESTERDAY_CHAR, kHostCloseYesterday}};
+constexpr int32_t kOffsetOtherwise = kHostOffsetUnknown;
+constexpr CharRule kHedgeRules[] = {{xti::HEDGE_SPECULATION_CHAR, kHostSpeculation},
+                                    {xti::HEDGE_ARBITRAGE_CHAR, kHostArbitrage},
+                                    {xti::HEDGE_HEDGE_CHAR, kHostHedge}};
+constexpr int32_t kHedgeOtherwise = kHostHedgeUnknown;
+constexpr CharRule kDirectionRules[] = {{xti::DIRECTION_BUY_CHAR, kHostBuy}};
+constexpr int32_t kDirectionOtherwise = kHostSell;
+
+// The vendor's operation code from the host's direction and offset: a
+// direction other than buy sells; an offset other than open and close today
+// closes older positions.
+int32_t operationCode(int32_t direction, int32_t offsetFlag) {
+  const bool buy = direction == kHostBuy;
+  if (offsetFlag == kHostOpen) return buy ? xti::OPT_OPEN_LONG : xti::OPT_OPEN_SHORT;
+  if (offsetFlag == kHostCloseToday) {
+    return buy ? xti::OPT_CLOSE_SHORT_TODAY : xti::OPT_CLOSE_LONG_TODAY;
+  }
+  return buy ? xti::OPT_CLOSE_SHORT_HISTORY : xti::OPT_CLOSE_LONG_HISTORY;
+}
 
 template <std::size_t N>
 int32_t mapChar(const CharRule (&rules)[N], int32_t otherwise, int32_t vendorChar) {
@@ -92,10 +109,20 @@ void fillCodes(Record& record, int32_t priceType, int32_t offset, int32_t hedge,
   record.direction = hostDirection(direction);
 }
 
+// The account header every reported record starts with.
+void fillAccountHeader(const SessionConfig& config, AccountHeader& header) {
+  header.accountCode = config.configCode;
+  header.configText = config.configText;
+  header.userName = config.userName;
+  header.codeA = kHeaderCodeA;
+  header.codeB = kHeaderCodeB;
+}
+
 // Members that OrderDetailRecord, OrderRecord, OrderAcceptedRecord and
-// OrderFilledRecord share under the same names.
+// OrderFilledRecord share under the same names, the header first.
 template <typename Record>
-void fillOrderCommon(const xti::VendorOrder& order, Record& record) {
+void fillOrderCommon(const xti::VendorOrder& order, const SessionConfig& config, Record& record) {
+  fillAccountHeader(config, record.header);
   fillInstrument(record, order.m_strExchangeID, order.m_strInstrumentID);
   assignField(record.exchangeOrderId, order.m_strOrderSysID);
   record.statusMessage = gbkFieldText(order.m_strErrorMsg);
@@ -113,7 +140,7 @@ int32_t hostOffsetFlag(int32_t c) { return mapChar(kOffsetRules, kOffsetOtherwis
 int32_t hostHedgeFlag(int32_t c) { return mapChar(kHedgeRules, kHedgeOtherwise, c); }
 int32_t hostDirection(int32_t c) {
 #if defined(KS_JOURNAL_VARIANT_BUY_AS_SELL)  // the journal's test variant: its replay must see it
-  if (c == '0') return 2;
+  if (c == xti::DIRECTION_BUY_CHAR) return kHostSell;
 #endif
   return mapChar(kDirectionRules, kDirectionOtherwise, c);
 }
@@ -184,14 +211,6 @@ void fallbackClientId(int32_t vendorOrderId, ClientId& id) {
   }
 }
 
-void fillAccountHeader(const SessionConfig& config, AccountHeader& header) {
-  header.accountCode = config.configCode;
-  header.configText = config.configText;
-  header.userName = config.userName;
-  header.codeA = kHeaderCodeA;
-  header.codeB = kHeaderCodeB;
-}
-
 std::string gbkText(std::string utf8Text) {
   for (char c : utf8Text) {
     if (static_cast<unsigned char>(c) >= 0x80) return CodeConvert::utf8_to_gbk(utf8Text);
@@ -214,9 +233,22 @@ std::string bareErrorText(const char* utf8Message) {
   return utf8Message == nullptr ? std::string() : gbkText(std::string(utf8Message));
 }
 
+void toVendorOrder(const AccountOrderNewRequest& request, const std::string& account,
+                   xti::COrdinaryOrder& order) {
+  copyToField(order.m_strInstrument, request.codeId.code);
+  copyToField(order.m_strMarket, exchangeCodeOf(request.codeId.exchange));
+  order.m_dPrice = request.price;
+  order.m_dSuperPriceRate = 0;
+  order.m_nVolume = static_cast<int32_t>(static_cast<uint32_t>(request.quantity));
+  order.m_ePriceType = request.priceType == kHostAnyPrice ? xti::PRTP_MARKET : xti::PRTP_LIMIT;
+  order.m_eOperationType = operationCode(request.direction, request.offsetFlag);
+  order.m_eHedgeFlag = xti::HEDGE_SPECULATION_CHAR;
+  copyToField(order.m_strAccountID, account);
+}
+
 template <typename Record>
-void toOrderRecord(const xti::VendorOrder& order, Record& record) {
-  fillOrderCommon(order, record);
+void toOrderRecord(const xti::VendorOrder& order, const SessionConfig& config, Record& record) {
+  fillOrderCommon(order, config, record);
   if constexpr (std::is_same_v<Record, OrderDetailRecord> ||
                 std::is_same_v<Record, OrderAcceptedRecord>) {
     record.firstAmount = order.m_dTradeAmount;
@@ -224,17 +256,19 @@ void toOrderRecord(const xti::VendorOrder& order, Record& record) {
   }
 }
 
-template void toOrderRecord(const xti::VendorOrder&, OrderDetailRecord&);
-template void toOrderRecord(const xti::VendorOrder&, OrderRecord&);
-template void toOrderRecord(const xti::VendorOrder&, OrderAcceptedRecord&);
-template void toOrderRecord(const xti::VendorOrder&, OrderFilledRecord&);
+template void toOrderRecord(const xti::VendorOrder&, const SessionConfig&, OrderDetailRecord&);
+template void toOrderRecord(const xti::VendorOrder&, const SessionConfig&, OrderRecord&);
+template void toOrderRecord(const xti::VendorOrder&, const SessionConfig&, OrderAcceptedRecord&);
+template void toOrderRecord(const xti::VendorOrder&, const SessionConfig&, OrderFilledRecord&);
 
-void toRejectedOrderRecord(const xti::VendorOrder& order, OrderRecord& record) {
-  fillOrderCommon(order, record);
+void toRejectedOrderRecord(const xti::VendorOrder& order, const SessionConfig& config,
+                           OrderRecord& record) {
+  fillOrderCommon(order, config, record);
   record.exchangeOrderId.clear();  // a rejected order never carries the exchange's id
 }
 
-void toFillRecord(const xti::VendorDeal& deal, FillRecord& record) {
+void toFillRecord(const xti::VendorDeal& deal, const SessionConfig& config, FillRecord& record) {
+  fillAccountHeader(config, record.header);
   fillInstrument(record, deal.m_strExchangeID, deal.m_strInstrumentID);
   assignField(record.fillReference, deal.m_strTradeID);
   assignField(record.fillReference2, deal.m_strOrderSysID);
@@ -244,7 +278,9 @@ void toFillRecord(const xti::VendorDeal& deal, FillRecord& record) {
   fillCodes(record, deal.m_nPriceType, deal.m_nOffsetFlag, deal.m_nHedgeFlag, deal.m_nDirection);
 }
 
-void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record) {
+void toAccountFunds(const xti::VendorAccountDetail& detail, const SessionConfig& config,
+                    AccountFunds& record) {
+  fillAccountHeader(config, record.header);
   record.tradingDay = textToInt(fieldText(detail.m_strTradingDay));
   record.amount1 = detail.m_dCurrMargin;
   record.amount3 = detail.m_dPreBalance;
@@ -259,7 +295,9 @@ void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record
   record.amount15 = detail.m_dCommission;
 }
 
-void toPositionRecord(const xti::VendorPosition& position, PositionRecord& record) {
+void toPositionRecord(const xti::VendorPosition& position, const SessionConfig& config,
+                      PositionRecord& record) {
+  fillAccountHeader(config, record.header);
   fillInstrument(record, position.m_strExchangeID, position.m_strInstrumentID);
   const bool set = flagSet(position.m_bIsToday);
   (set ? record.volumeWhenSet : record.volumeWhenClear) = position.m_nPosition;

@@ -13,6 +13,7 @@
 
 #include "plugin/host_records.h"
 #include "plugin/xt_records.h"
+#include "plugin/xt_trader_api.h"
 
 namespace kestrel {
 
@@ -27,13 +28,30 @@ constexpr int32_t kSideClear = 2;           // ... when it is clear
 constexpr int64_t kLoginStateLoggedIn = 1;  // LoginReply::loginState after a login
 constexpr int32_t kLoginKind = 2;           // LoginReply::loginKind after a login
 
+// --- The host's order codes (priceType, offsetFlag, hedgeFlag, direction) -----
+
+constexpr int32_t kHostLimitPrice = 1;
+constexpr int32_t kHostAnyPrice = 2;
+constexpr int32_t kHostOffsetUnknown = 0;
+constexpr int32_t kHostOpen = 1;
+constexpr int32_t kHostClose = 4;
+constexpr int32_t kHostCloseToday = 5;
+constexpr int32_t kHostCloseYesterday = 6;
+constexpr int32_t kHostHedgeUnknown = 0;
+constexpr int32_t kHostSpeculation = 1;
+constexpr int32_t kHostArbitrage = 2;
+constexpr int32_t kHostHedge = 3;
+constexpr int32_t kHostBuy = 1;
+constexpr int32_t kHostSell = 2;
+
 // --- Shared rules ------------------------------------------------------------
 
-// Vendor character code -> host code. The one mapping table of the plug-in:
-//   priceType  '1' -> 2 (any price), anything else -> 1 (limit)
-//   offsetFlag '0' -> 1, '1' -> 4, '3' -> 5, '4' -> 6, anything else -> 0
-//   hedgeFlag  '1' -> 1, '2' -> 2, '3' -> 3, anything else -> 0
-//   direction  '0' -> 1 (buy), anything else -> 2 (sell)
+// Vendor character code -> host code, the one mapping table of each field:
+//   priceType  market -> any price, anything else -> limit
+//   offsetFlag open -> open, close -> close, close today -> close today,
+//              close yesterday -> close yesterday, anything else -> unknown
+//   hedgeFlag  speculation, arbitrage and hedge as they are, else unknown
+//   direction  buy -> buy, anything else -> sell
 int32_t hostPriceType(int32_t vendorChar);
 int32_t hostOffsetFlag(int32_t vendorChar);
 int32_t hostHedgeFlag(int32_t vendorChar);
@@ -69,10 +87,6 @@ std::string timestampText();
 // order id N >= 1 {"123456@xt", "N"}; below 1 {timestamp text, ""}.
 void fallbackClientId(int32_t vendorOrderId, ClientId& id);
 
-// The account header every reported record starts with, from the receiver's
-// copy of the settings.
-void fillAccountHeader(const SessionConfig& config, AccountHeader& header);
-
 // A UTF-8 text in GBK, through the host's converter; an ASCII text is
 // returned as it is (moved, not copied).
 std::string gbkText(std::string utf8Text);
@@ -82,19 +96,36 @@ std::string gbkText(std::string utf8Text);
 std::string wrappedErrorText(const char* utf8Message);
 std::string bareErrorText(const char* utf8Message);
 
-// --- Record conversions (the caller has already set the header) -------------
+// --- The host's order as the vendor's -----------------------------------------
+
+// Fills the fields of `order` (made by the vendor's constructor) that a new
+// order sends: account, instrument, exchange code, price, the low 32 bits of
+// the quantity, and the vendor's price type, operation and hedge codes. The
+// operation comes from the direction (anything but buy sells) and the offset
+// (anything but open and close today closes older positions); every order
+// goes as speculation, whatever the request's hedge flag. Texts longer than
+// a field are cut.
+void toVendorOrder(const AccountOrderNewRequest& request, const std::string& account,
+                   xti::COrdinaryOrder& order);
+
+// --- The vendor's records as the host's ----------------------------------------
+// Each fills the record's account header from the receiver's copy of the
+// settings, then the record from the vendor's.
 
 // A vendor order as any of the host's order records: OrderDetailRecord,
 // OrderRecord (a cancelled order), OrderAcceptedRecord, OrderFilledRecord.
 // The detail and the accepted record also take the two amounts.
 template <typename Record>
-void toOrderRecord(const xti::VendorOrder& order, Record& record);
+void toOrderRecord(const xti::VendorOrder& order, const SessionConfig& config, Record& record);
 // A rejected order: as a cancelled one, but without the exchange's order id.
-void toRejectedOrderRecord(const xti::VendorOrder& order, OrderRecord& record);
-void toFillRecord(const xti::VendorDeal& deal, FillRecord& record);
-void toAccountFunds(const xti::VendorAccountDetail& detail, AccountFunds& record);
-void toPositionRecord(const xti::VendorPosition& position, PositionRecord& record);
-// Also copies the header's values from `config` into the record's own layout.
+void toRejectedOrderRecord(const xti::VendorOrder& order, const SessionConfig& config,
+                           OrderRecord& record);
+void toFillRecord(const xti::VendorDeal& deal, const SessionConfig& config, FillRecord& record);
+void toAccountFunds(const xti::VendorAccountDetail& detail, const SessionConfig& config,
+                    AccountFunds& record);
+void toPositionRecord(const xti::VendorPosition& position, const SessionConfig& config,
+                      PositionRecord& record);
+// The header's values go into the record's own layout.
 void toPositionDetailRecord(const xti::VendorPositionDetail& detail, const SessionConfig& config,
                             PositionDetailRecord& record);
 

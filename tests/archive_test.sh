@@ -4,7 +4,7 @@
 # the journal's recorders and tools and the README; from there its demo host
 # trades the scripted day against the polite counter and against the chaos
 # sample, and a day recorded through the recorders is dumped and replayed
-# without a difference.
+# without a difference, and reported (journal_report) as four orders.
 # Usage: archive_test.sh ARCHIVE [EMULATOR...]
 #   .tar.gz and .deb are Linux archives, run natively; a .zip is the Windows
 #   one, run under EMULATOR (Wine).
@@ -46,7 +46,7 @@ files+=(include/KSTraderAPIPluginXT/plugin/trade_session.h
   include/KSTraderAPIPluginXT/identity/client_id_set.h
   lib/cmake/KSTraderAPIPluginXT/KSTraderAPIPluginXTConfig.cmake)
 files+=("bin/demo_host$exe" "bin/plugin_info$exe" "journal/tools/journal_dump$exe"
-  "journal/tools/journal_replay$exe")
+  "journal/tools/journal_replay$exe" "journal/tools/journal_report$exe")
 status=0
 for file in "${files[@]}"; do
   if [ ! -f "$root/$file" ]; then
@@ -88,7 +88,14 @@ run dump.log "H<  onOrderFilled .*client=demo@000001" \
   "$@" "$root/journal/tools/journal_dump$exe" "$work/day.ksj"
 run replay.log "no difference" \
   "$@" "$root/journal/tools/journal_replay$exe" "$work/day.ksj" --plugin "$root/bin/$plugin"
+run report.log "4 orders, [0-9]+ entries" \
+  "$@" "$root/journal/tools/journal_report$exe" "$work/day.ksj" -o day.html --json day.json
+grep -q '"orders_summary":{"sent":4,' "$work/day.json" &&
+  grep -q '<tr class="order" data-i="3"' "$work/day.html" || {
+  echo "journal_report's page or JSON lacks the day's four orders"
+  exit 1
+}
 
 echo "$(basename "$archive"): ${#files[@]} files present;" \
   "$(tr -d '\r' <"$work/day.log" | tail -1); chaos: $(tr -d '\r' <"$work/chaos.log" | tail -1);" \
-  "replay: $(tr -d '\r' <"$work/replay.log" | tail -1)"
+  "replay: $(tr -d '\r' <"$work/replay.log" | tail -1); report: $(tr -d '\r' <"$work/report.log" | tail -1)"

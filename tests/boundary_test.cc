@@ -20,6 +20,7 @@
 #include "plugin/plugin_entry.h"
 #include "plugin/xt_trader_api.h"
 #include "session/trade_session_xt.h"
+#include "tests/support/session_fixture.h"
 
 namespace kestrel {
 namespace {
@@ -155,12 +156,34 @@ TEST(HostRecordLayout, RecordsHaveTheHostsSizes) {
 }
 #endif
 
+// Two sessions share nothing: each sends its own settings, numbers its own
+// requests from 1, and knows only the fund accounts its own counter
+// connection named.
 TEST(PluginEntry, OneConstantInfoTextAndIndependentSessions) {
   EXPECT_STREQ(GetPluginInfo(), "Plugin Ver:1.0 CTP Ver:6.3.6");
   EXPECT_EQ(GetPluginInfo(), GetPluginInfo());
+  testing::FakeVendor vendor;
+  testing::RecordingHost host;
   std::unique_ptr<ITradeSession> a(CreateTradeSession()), b(CreateTradeSession());
   EXPECT_NE(a.get(), b.get());
   EXPECT_EQ(a->getTypeCode(), 836);
+  for (ITradeSession* session : {a.get(), b.get()}) {
+    SessionConfig config = testing::configWithAddress("127.0.0.1:5800");
+    config.userName = session == a.get() ? "alice" : "bob";
+    ASSERT_EQ(session->setConfig(config).code, 0);
+    ASSERT_EQ(session->registerSpi(&host).code, 0);
+    ASSERT_EQ(session->connect().code, 0);
+  }
+  // The vendor's events go to the newest connection's receiver: b's.
+  vendor.deliver([](xti::XtTraderApiCallback& cb) { cb.onAccountStatus("B1", 0, 1); });
+  ASSERT_EQ(a->login().code, 0);
+  ASSERT_EQ(b->login().code, 0);
+  const std::vector<testing::VendorCall> logins = vendor.callsOf("userLogin");
+  ASSERT_EQ(logins.size(), 2u);
+  EXPECT_EQ(logins[0].summary(), "userLogin alice,secret,<null>,<null>,<null> 1");
+  EXPECT_EQ(logins[1].summary(), "userLogin bob,secret,<null>,<null>,<null> 1");
+  EXPECT_EQ(a->reqQryPosition(1).code, -3) << "b's fund account is not a's";
+  EXPECT_EQ(b->reqQryPosition(1).code, 0);
 }
 
 template <typename... Status>

@@ -16,6 +16,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -459,13 +460,15 @@ std::string describe(const Config& c) {
   return out;
 }
 
-// The sample file beside the programs and a missing file: the embedded defaults.
-TEST(BrokerConfigTest, SampleFileAndMissingFileGiveTheDefaults) {
+// A missing file: the embedded defaults, which are the sample file beside
+// the programs (the users and accounts the README promises).
+TEST(BrokerConfigTest, AMissingFileGivesTheSampleFile) {
   std::string text;
   ASSERT_EQ(readWholeFile(KS_SOURCE_DIR "/config/xt_config", text), ReadStatus::kOk);
-  const std::string defaults = describe(defaultConfig());
-  EXPECT_EQ(describe(parseConfig(text, "xt_config").config), defaults);
-  EXPECT_EQ(describe(loadConfig(::testing::TempDir() + "no_such_dir/xt_config").config), defaults);
+  const std::string sample = describe(parseConfig(text, "xt_config").config);
+  EXPECT_EQ(describe(loadConfig(::testing::TempDir() + "no_such_dir/xt_config").config), sample);
+  EXPECT_NE(sample.find("\nuser demo demo123 88001234\n"), std::string::npos) << sample;
+  EXPECT_NE(sample.find("\naccount 88001234 1 1000000\n"), std::string::npos) << sample;
 }
 
 // XT_SIM_CONFIG names the file init() reads in place of its own path; a file
@@ -493,7 +496,10 @@ TEST(BrokerConfigTest, AFileTheEnvironmentNamesMustExist) {
 
 // Each text gives its settings (as describe() writes them) or "t:LINE: what is wrong".
 TEST(BrokerConfigTest, TextsGiveTheirSettingsOrTheLineAtFault) {
-  const std::pair<const char*, const char*> cases[] = {
+  const std::string kPositionForm =
+      "position must be INSTRUMENT long|short VOLUME OPEN_PRICE (VOLUME a whole number "
+      "1-1000000000, OPEN_PRICE a number 0.0001-1e9)";
+  const std::pair<std::string, std::string> cases[] = {
       {"\xEF\xBB\xBF# comment\r\n[behavior]\r\nfill_mode = partial ; comment\nfill_slices = 1000\n"
        "reply_latency_ms = 60000\nprice_walk_ms = 3600000\nprice_walk_ticks = 1000\n"
        "price_walk_seed = 9223372036854775807\nsynchronous = on\nerror_push = no\n"
@@ -511,22 +517,38 @@ TEST(BrokerConfigTest, TextsGiveTheirSettingsOrTheLineAtFault) {
        "instrument IF2409 GFEX IF 0.5 1 1 0.01 10"},
       {"[behaviour]\nfill_mode = none\nfill_slices = 1\nprice_walk_ticks = 0\nprice_walk_seed = 0\n"
        "synchronous = FALSE\nerror_push = 1\ncommission_rate = 0\nunreachable =\n"
-       "[account 600000]\ntype = futures\n[instrument 600000]\nexchange = SH\nprice = 7\n",
+       "[account 600000]\ntype = futures\n[instrument 600000]\nexchange = sh\nprice = 7\n",
        "behaviour 2 1 0 0 0 0 0 1 0 ''\naccount 600000 1 0\ninstrument 600000 SH 600000 7 1 1 "
        "0.01 10"},
       {"[behaviour]\n\n# c\nfill_slices = 0", "t:4: fill_slices must be a whole number 1-1000"},
-      {"[behaviour]\nreply_latency_ms = -1", "t:2: reply_latency_ms must be 0-60000"},
-      {"[behaviour]\nprice_walk_ms = 3600001", "t:2: price_walk_ms must be 0-3600000"},
-      {"[behaviour]\nprice_walk_ticks = 1.5", "t:2: price_walk_ticks must be 0-1000"},
-      {"[behaviour]\ncommission_rate = 0.11", "t:2: commission_rate must be 0-0.1"},
+      {"[behaviour]\nreply_latency_ms = -1",
+       "t:2: reply_latency_ms must be a whole number 0-60000"},
+      {"[behaviour]\nprice_walk_ms = 3600001",
+       "t:2: price_walk_ms must be a whole number 0-3600000"},
+      {"[behaviour]\nprice_walk_ticks = 1.5",
+       "t:2: price_walk_ticks must be a whole number 0-1000"},
+      {"[behaviour]\ncommission_rate = 0.11", "t:2: commission_rate must be a number 0-0.1"},
       {"[behaviour]\ntrading_day = 2024O603", "t:2: trading_day must be a date YYYYMMDD"},
       {"[behaviour]\ntrading_day = 20230229", "t:2: trading_day must be a date YYYYMMDD"},
+      {"[behaviour]\ntrading_day = 20241301", "t:2: trading_day must be a date YYYYMMDD"},
+      {"[behaviour]\ntrading_day = 20240001", "t:2: trading_day must be a date YYYYMMDD"},
+      {"[behaviour]\ntrading_day = 20240100", "t:2: trading_day must be a date YYYYMMDD"},
+      {"[behaviour]\ntrading_day = 20240431", "t:2: trading_day must be a date YYYYMMDD"},
+      {"[behaviour]\ntrading_day = 18991231", "t:2: trading_day must be a date YYYYMMDD"},
+      {"[behaviour]\ntrading_day = 2024061", "t:2: trading_day must be a date YYYYMMDD"},
       {"[behaviour]\n[behavior]", "t:2: [behaviour] given twice"},
       {"[account X]\ncash = 5x", "t:2: cash must be a number 0-1e15"},
-      {"[account X]\nposition = a long 0 3", "t:2: position volume must be 1-1e9"},
-      {"[account X]\nposition = a long 1 0", "t:2: position open price must be a number above 0"},
+      {"[account X]\nposition = a long 0 3", "t:2: " + kPositionForm},
+      {"[account X]\nposition = a long 1 0", "t:2: " + kPositionForm},
+      {"[account X]\nposition = a sideways 1 3", "t:2: " + kPositionForm},
+      {"[account X]\nposition = a long 1", "t:2: " + kPositionForm},
+      {"[account X]\nposition = a long 1 3\n[instrument b]\nexchange = SH\nprice = 1",
+       "t:2: no [instrument a] section"},
+      {"[user u]\npassword = p\naccounts = A, B\n[account A]", "t:3: no [account B] section"},
+      {"[user u]\naccounts =", "t:1: [user u] needs password"},
+      {"[instrument a]\nexchange = SH", "t:1: [instrument a] needs price"},
       {"[instrument a]\nexchange = LME",
-       "t:2: unknown exchange \"LME\" (SH, SZ, SHFE, DCE, CZCE, CFFEX, INE, GFEX, BJ)"},
+       "t:2: exchange must be SH, SZ, SHFE, DCE, CZCE, CFFEX, INE, GFEX or BJ"},
       {"[instrument a]\nproduct =", "t:2: product must be 1-31 bytes"},
       {"[instrument a]\nproduct = abcdefghijklmnopqrstuvwxyz012345",
        "t:2: product must be 1-31 bytes"},
@@ -539,20 +561,36 @@ TEST(BrokerConfigTest, TextsGiveTheirSettingsOrTheLineAtFault) {
        "delay_ms = 60000\nreject_orders = 0.75",
        "behaviour 0 3 0 0 2 20240601 0 1 0.0001 '' unreachable.invalid:7001\n"
        "chaos 0 86400000 1000000000 0 0.5 1 0.25 0 0.1 60000 0.75"},
-      {"[chaos]\nseed = -1", "t:2: seed must be a whole number"},
+      {"[chaos]\nseed = -1", "t:2: seed must be a whole number 0-9223372036854775807"},
       {"[chaos]\ndelay_ms = 60001", "t:2: delay_ms must be a whole number 0-60000"},
-      {"[chaos]\nreject_orders = 1.01", "t:2: reject_orders must be a share 0-1"},
+      {"[chaos]\nreject_orders = 1.01", "t:2: reject_orders must be a number 0-1"},
       {"[chaos]\nafter_drop = never", "t:2: after_drop must be day or fresh"},
-      {"[chaos]\ndrop = 1", "t:2: unknown key \"drop\" in [chaos]"},
-      {"[instrument a]\nprice = nan", "t:2: price must be a number above 0"},
-      {"[instrument a]\nmultiplier = 1000001", "t:2: multiplier must be above 0"},
-      {"[instrument a]\nmargin_rate = 1.5", "t:2: margin_rate must be above 0 and at most 1"},
-      {"[instrument a]\ntick = -1", "t:2: tick must be a number above 0"},
-      {"[instrument a]\nband_percent = 100", "t:2: band_percent must be above 0 and below 100"},
+      {"[chaos]\ndrop = 1",
+       "t:2: unknown key \"drop\" in [chaos] (seed, drop_after_ms, drop_after_events, after_drop, "
+       "pushes_before_reply, duplicate_pushes, error_push_without_reply, reorder_replies, "
+       "delay_replies, delay_ms, reject_orders, log)"},
+      {"[user u]\npass = x", "t:2: unknown key \"pass\" in [user] (password, accounts)"},
+      {"[chaos]\nseed = 1\nseed = 2", "t:3: key \"seed\" given twice"},
+      {"[instrument a]\nprice = nan", "t:2: price must be a number 0.0001-1e9"},
+      {"[instrument a]\nmultiplier = 1000001", "t:2: multiplier must be a number 0.01-1e6"},
+      {"[instrument a]\nmargin_rate = 1.5", "t:2: margin_rate must be a number 0.001-1"},
+      {"[instrument a]\ntick = -1", "t:2: tick must be a number 0.0001-1e5"},
+      {"[instrument a]\nband_percent = 100", "t:2: band_percent must be a number 0.01-99.99"},
+      // Numbers a counter could not meet.
+      {"[instrument a]\nprice = 1e-300", "t:2: price must be a number 0.0001-1e9"},
+      {"[instrument a]\ntick = 0.00001", "t:2: tick must be a number 0.0001-1e5"},
+      {"[instrument a]\nmargin_rate = 1e-9", "t:2: margin_rate must be a number 0.001-1"},
+      // Bytes the message shows printably: control bytes refuse their line.
+      {std::string("[user u]\npassword = ab\0cd", 25),
+       "t:2: control byte 0x00 at byte 14 of the line"},
+      {"[user u]\x01", "t:1: control byte 0x01 at byte 9 of the line"},
+      {"[user u]\npassword = p\r\n[x\xFF\xE4\xBD\xA0]",
+       "t:3: unknown section [x\\xFF\xE4\xBD\xA0] (behaviour, chaos, user, account, instrument)"},
   };
   for (const auto& [text, expected] : cases) {
     const ConfigResult r = parseConfig(text, "t");
     EXPECT_EQ(r.ok ? describe(r.config) : r.error, expected) << text;
+    EXPECT_EQ(r.error.find('\0'), std::string::npos);
   }
 }
 
@@ -566,6 +604,45 @@ TEST(BrokerConfigTest, GbkPathsAreReadAndShownAsUtf8) {
   EXPECT_EQ(loadConfig(dir + "/\xC5\xE4\xD6\xC3").error,
             utf8 + ":2: fill_slices must be a whole number 1-1000");
   std::filesystem::remove_all(std::filesystem::u8path(dir));
+}
+
+// A file over 16 MiB is refused by its size, without being parsed; one of
+// exactly 16 MiB is read.
+TEST(BrokerConfigTest, AFileOver16MiBIsRefusedByItsSize) {
+  const std::string path = ::testing::TempDir() + "ks_broker_large_config";
+  for (const std::size_t size : {kMaxFile, kMaxFile + 1}) {
+    SCOPED_TRACE(size);
+    std::ofstream(path, std::ios::binary) << std::string(size, '#');
+    const ConfigResult loaded = loadConfig(path);
+    EXPECT_EQ(loaded.ok, size == kMaxFile);
+    EXPECT_EQ(loaded.error,
+              size == kMaxFile ? "" : path + ": larger than 16 MiB, not a configuration file");
+  }
+  std::remove(path.c_str());
+}
+
+// Each key of the parser's tables has its line in its section's part of the
+// comment atop config/xt_config ("#   key  what it does"), and each key
+// described there is one of them.
+TEST(BrokerConfigTest, EveryKeyIsDescribedInTheSampleFile) {
+  std::string text;
+  ASSERT_EQ(readWholeFile(KS_SOURCE_DIR "/config/xt_config", text), ReadStatus::kOk);
+  std::set<std::string> described;
+  const std::regex heading("^# \\[([a-z]+)[^\\n]*$"), key("^#   ([a-z_]+)  .*$");
+  std::istringstream lines(text);
+  std::string section;
+  for (std::string line; std::getline(lines, line) && line.rfind("#", 0) == 0;) {
+    std::smatch m;
+    if (std::regex_match(line, m, heading)) {
+      section = m[1];
+    } else if (std::regex_match(line, std::regex("^# [A-Z].*"))) {
+      section.clear();  // a part of the comment that is no section's
+    } else if (!section.empty() && std::regex_match(line, m, key)) {
+      described.insert(section + " " + std::string(m[1]));
+    }
+  }
+  const std::vector<std::string> keys = configKeys();
+  EXPECT_EQ(described, std::set<std::string>(keys.begin(), keys.end()));
 }
 
 // Dates of the counter's clock at UTC+8, across month, year and leap-day ends.

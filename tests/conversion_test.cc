@@ -208,8 +208,22 @@ auto orderFields(const Record& r) {
                          r.spareText1 + r.spareText2);
 }
 
+// The settings whose values head every converted record.
+SessionConfig deskConfig() {
+  SessionConfig config;
+  config.configCode = 42;
+  config.configText = "desk";
+  config.userName = "trader1";
+  return config;
+}
+
+auto headerFields(const AccountHeader& h) {
+  return std::make_tuple(h.accountCode, h.configText, h.userName, h.codeA, h.codeB);
+}
+
 TEST_F(ConversionTest, OrderRecords) {
   const xti::VendorOrder order = sampleOrder();
+  const SessionConfig config = deskConfig();
   const auto expected = [](const char* exchangeOrderId) {
     return std::make_tuple(int64_t{0}, 1, 3, std::string("rb2410"), std::string(exchangeOrderId),
                            CodeConvert::utf8_to_gbk("全部成交"), int64_t{-7}, 3650.5,
@@ -220,11 +234,15 @@ TEST_F(ConversionTest, OrderRecords) {
   OrderRecord canceled, rejected;
   OrderAcceptedRecord accepted;
   OrderFilledRecord filled;
-  toOrderRecord(order, detail);
-  toOrderRecord(order, canceled);
-  toRejectedOrderRecord(order, rejected);
-  toOrderRecord(order, accepted);
-  toOrderRecord(order, filled);
+  toOrderRecord(order, config, detail);
+  toOrderRecord(order, config, canceled);
+  toRejectedOrderRecord(order, config, rejected);
+  toOrderRecord(order, config, accepted);
+  toOrderRecord(order, config, filled);
+  for (const AccountHeader* header :
+       {&detail.header, &canceled.header, &rejected.header, &accepted.header, &filled.header}) {
+    EXPECT_EQ(headerFields(*header), std::make_tuple(42, "desk", "trader1", 0, 1));
+  }
   EXPECT_EQ(orderFields(detail), expected("000000012345"));
   EXPECT_EQ(orderFields(canceled), expected("000000012345"));
   EXPECT_EQ(orderFields(rejected), expected(""));
@@ -240,7 +258,7 @@ TEST_F(ConversionTest, OrderRecords) {
             std::make_tuple(0, 0.0, 0, 0, 0, 0, 0, 0, 0, 0, std::string()));
   // From a record of zeroes: kind 1 beside exchange -1, no time.
   OrderRecord empty;
-  toOrderRecord(xti::VendorOrder{}, empty);
+  toOrderRecord(xti::VendorOrder{}, SessionConfig(), empty);
   EXPECT_EQ(std::make_tuple(empty.codeId.kind, empty.codeId.exchange, empty.orderTime,
                             empty.hedgeFlag, empty.direction),
             std::make_tuple(1, -1, 0, 0, 2));
@@ -261,7 +279,8 @@ TEST_F(ConversionTest, FillRecords) {
   deal.m_nHedgeFlag = '3';
   deal.m_nPriceType = '1';
   FillRecord fill;
-  toFillRecord(deal, fill);
+  toFillRecord(deal, deskConfig(), fill);
+  EXPECT_EQ(headerFields(fill.header), std::make_tuple(42, "desk", "trader1", 0, 1));
   EXPECT_EQ(
       std::make_tuple(fill.codeId.kind, fill.codeId.exchange, fill.codeId.code, fill.fillReference,
                       fill.fillReference2, fill.volume, fill.price, fill.fillTime),
@@ -286,7 +305,7 @@ TEST_F(ConversionTest, Funds) {
   for (const auto& [day, expected] : {std::pair{"20240105", 20240105}, {"day", -1}, {"", -1}}) {
     setText(detail.m_strTradingDay, day);
     AccountFunds funds;
-    toAccountFunds(detail, funds);
+    toAccountFunds(detail, SessionConfig(), funds);
     EXPECT_EQ(funds.tradingDay, expected) << day;
     const double got[] = {funds.amount1,  funds.amount2,  funds.amount3,  funds.amount4,
                           funds.amount5,  funds.amount6,  funds.amount7,  funds.amount8,
@@ -313,7 +332,7 @@ TEST_F(ConversionTest, Positions) {
     position.m_nDirection = r.direction;
     std::memcpy(&position.m_bIsToday, &r.flag, 1);
     PositionRecord record;
-    toPositionRecord(position, record);
+    toPositionRecord(position, SessionConfig(), record);
     EXPECT_EQ(std::make_tuple(record.codeId.kind, record.codeId.exchange, record.codeId.code,
                               record.volumeWhenSet, record.volumeWhenClear, record.side,
                               record.twoValueCode),
@@ -329,10 +348,7 @@ TEST_F(ConversionTest, Positions) {
 // The header's values in the record's own layout, atoi numbers, a 32-bit
 // volume sum; the ceilings, spares and kind keep their defaults.
 TEST_F(ConversionTest, PositionDetails) {
-  SessionConfig config;
-  config.configCode = 42;
-  config.configText = "desk";
-  config.userName = "trader1";
+  const SessionConfig config = deskConfig();
   const struct {
     const char *tradingDay, *openDate;
     int32_t volume, frozen;
@@ -379,7 +395,7 @@ TEST_F(ConversionTest, TextsWithoutNulStopAtTheFieldsEnd) {
   xti::VendorOrder order;
   std::memset(&order, 'A', sizeof(order));
   OrderDetailRecord detail;
-  toOrderRecord(order, detail);
+  toOrderRecord(order, SessionConfig(), detail);
   EXPECT_EQ(detail.codeId.code, std::string(sizeof(order.m_strInstrumentID), 'A'));
   EXPECT_EQ(detail.exchangeOrderId, std::string(sizeof(order.m_strOrderSysID), 'A'));
   EXPECT_EQ(detail.statusMessage, std::string(sizeof(order.m_strErrorMsg), 'A'));
@@ -387,7 +403,7 @@ TEST_F(ConversionTest, TextsWithoutNulStopAtTheFieldsEnd) {
   xti::VendorDeal deal;
   std::memset(&deal, 0xFF, sizeof(deal));
   FillRecord fill;
-  toFillRecord(deal, fill);
+  toFillRecord(deal, SessionConfig(), fill);
   EXPECT_EQ(fill.fillReference.size(), sizeof(deal.m_strTradeID));
   EXPECT_EQ(fill.volume, -1);
 }

@@ -15,14 +15,20 @@ file(READ ${bin}/config/xt_config config)
 string(REPLACE "synchronous = false" "synchronous = true" config "${config}")
 file(WRITE ${WORK}/dropping_counter "[chaos]\ndrop_after_events = 6\n${config}")
 
+# Inputs with a NUL byte, which CMake's strings cannot hold.
+execute_process(COMMAND printf "buy rb2410\\000junk 1 0\\nquit\\n" OUTPUT_FILE ${WORK}/nul_line)
+execute_process(COMMAND printf "[user demo]\\npassword = demo\\000123\\n"
+                OUTPUT_FILE ${WORK}/nul_counter)
+
 set(failures "")
 
-# row(NAME name [PROGRAM demo|plugin_info] [ARGS ...] [INPUT text] [EXIT code]
-#     [OUT regex...] [ERR regex...] [NEVER regex...])
-#   INPUT goes to standard input (with --interactive); OUT must match
+# row(NAME name [PROGRAM demo|plugin_info] [ARGS ...] [INPUT text | INPUT_FILE file]
+#     [EXIT code] [OUT regex...] [ERR regex...] [NEVER regex...])
+#   INPUT (or the file INPUT_FILE) goes to standard input (with
+#   --interactive); OUT must match
 #   standard output, ERR standard error, NEVER neither of them.
 function(row)
-  cmake_parse_arguments(PARSE_ARGV 0 r "" "NAME;PROGRAM;INPUT;EXIT" "ARGS;OUT;ERR;NEVER")
+  cmake_parse_arguments(PARSE_ARGV 0 r "" "NAME;PROGRAM;INPUT;INPUT_FILE;EXIT" "ARGS;OUT;ERR;NEVER")
   set(program ${DEMO})
   if(r_PROGRAM STREQUAL "plugin_info")
     set(program ${PLUGIN_INFO})
@@ -30,9 +36,12 @@ function(row)
   if(NOT DEFINED r_EXIT)
     set(r_EXIT 0)
   endif()
-  file(WRITE ${WORK}/${r_NAME}.in "${r_INPUT}")
+  if(NOT DEFINED r_INPUT_FILE)
+    set(r_INPUT_FILE ${WORK}/${r_NAME}.in)
+    file(WRITE ${r_INPUT_FILE} "${r_INPUT}")
+  endif()
   execute_process(COMMAND ${EMULATOR} ${program} ${r_ARGS}
-                  INPUT_FILE ${WORK}/${r_NAME}.in OUTPUT_VARIABLE out ERROR_VARIABLE err
+                  INPUT_FILE ${r_INPUT_FILE} OUTPUT_VARIABLE out ERROR_VARIABLE err
                   RESULT_VARIABLE rc TIMEOUT 120)
   set(wrong "")
   if(NOT rc STREQUAL r_EXIT)
@@ -91,6 +100,12 @@ row(NAME option_with_empty_value ARGS --plugin "" EXIT 2 ERR "--plugin needs a v
     NEVER ${loads})
 row(NAME config_missing ARGS --config ${WORK}/no_such_file EXIT 2
     ERR "cannot read --config .*no_such_file" NEVER ${loads})
+row(NAME instrument_unknown ARGS --instrument bogus EXIT 2
+    ERR "--instrument: cannot tell the exchange of 'bogus': write it as CODE.EXCHANGE"
+    NEVER ${loads})
+row(NAME instrument_unknown_interactive ARGS --interactive --instrument rb2410.XYZ EXIT 2
+    INPUT "funds\nquit\n" ERR "--instrument: unknown exchange 'XYZ' in 'rb2410.XYZ'"
+    NEVER ${loads} ${queries})
 row(NAME plugin_info_help PROGRAM plugin_info ARGS --help OUT "^usage: plugin_info"
     NEVER "cannot load" "Plugin Ver")
 row(NAME plugin_info_unknown_option PROGRAM plugin_info ARGS --bogus EXIT 2
@@ -103,6 +118,9 @@ row(NAME login_refused ARGS --password wrong ${wait_long} EXIT 1
 row(NAME connection_lost ARGS --config ${WORK}/dropping_counter ${wait_long} EXIT 1
     ERR "scripted day stopped: the connection failed or was lost \\(onDisconnected code=-7"
     NEVER "MISSING" "positions req=" "-- logout")
+row(NAME counter_config_with_nul ARGS --config ${WORK}/nul_counter ${wait_long} EXIT 1
+    ERR "stopped: .*code=-7 \\[msg=配置文件错误: .*nul_counter:2: control byte 0x00 at byte 16 of the line\\]\\)"
+    NEVER "MISSING" "-- login")
 row(NAME connection_failed ARGS --address tcp://unreachable.invalid:7001 ${wait_long} EXIT 1
     ERR "scripted day stopped: the connection failed or was lost \\(onDisconnected code=-7"
     NEVER "MISSING" "-- login")
@@ -114,6 +132,13 @@ row(NAME line_of_1024_bytes ARGS ${interactive} INPUT "funds ${pad1018}\nquit\n"
     OUT "a line of 1024 bytes, refused whole" NEVER ${queries})
 row(NAME line_of_1023_bytes_runs ARGS ${interactive} INPUT "funds${pad1018}\r\nquit\n"
     OUT "-- funds req=[0-9]+" NEVER "bytes, refused whole")
+row(NAME line_with_nul_runs_nothing ARGS ${interactive} INPUT_FILE ${WORK}/nul_line
+    OUT "a line with the control byte 0x00 at byte 11, refused whole" NEVER ${sends})
+string(ASCII 1 soh)
+row(NAME line_with_control_byte ARGS ${interactive} INPUT "funds${soh}\nquit\n"
+    OUT "a line with the control byte 0x01 at byte 6, refused whole" NEVER ${queries})
+row(NAME line_with_tab ARGS ${interactive} INPUT "buy\trb2410 1 0\nquit\n"
+    OUT "a line with the control byte 0x09 at byte 4, refused whole" NEVER ${sends})
 row(NAME quantity_with_exponent ARGS ${interactive} INPUT "buy rb2410 1e3 0\nquit\n"
     OUT "buy: QTY is a whole number of lots from 1 to 1000000, not '1e3'" NEVER ${sends})
 row(NAME quantity_too_large ARGS ${interactive} INPUT "buy rb2410 1000001 0\nquit\n"

@@ -3,6 +3,9 @@
 // take while host threads file.)
 #include <gtest/gtest.h>
 
+#include <functional>
+
+#include "identity/client_id_set_seam.h"
 #include "identity/order_identity_context.h"
 
 namespace kestrel {
@@ -56,6 +59,40 @@ TEST(XtClientIdSet, ASecondUpdateAddsAnOrderAndMovesTheKey) {
   EXPECT_EQ(orderId, 0);
   EXPECT_FALSE(set.get(ClientId{"p", "x"}, orderId));
   EXPECT_EQ(orderId, 0) << "untouched when not found";
+}
+
+// A host thread's add of the same request number lands between update's
+// read of the id and its link (the seam runs it exactly there, `replaces`
+// times): the lookup made right after the add finds nothing yet, and update
+// then files the order under the id that replaced the one it read, as one
+// hold of the whole update would have.
+TEST(XtClientIdSet, AnAddDuringAnUpdateIsWhatTheUpdateFiles) {
+  for (int replaces : {1, 3}) {
+    SCOPED_TRACE(replaces);
+    XtClientIdSet set;
+    set.add(7, ClientId{"old", "1"});
+    int calls = 0;
+    bool foundInBetween = false;
+    const std::function<void()> between = [&] {
+      if (++calls > replaces) return;
+      set.add(7, ClientId{"new", std::to_string(calls)});
+      ClientId seen;
+      foundInBetween = foundInBetween || set.get(100, seen);
+    };
+    TEST_setBetweenUpdateHolds(&between);
+    const bool updated = set.update(7, 100);
+    TEST_setBetweenUpdateHolds(nullptr);
+    ASSERT_TRUE(updated);
+    EXPECT_FALSE(foundInBetween);
+    EXPECT_EQ(calls, replaces + 1) << "built again after each replacement";
+    const ClientId latest{"new", std::to_string(replaces)};
+    ClientId out;
+    int orderId = 0;
+    ASSERT_TRUE(set.get(100, out));
+    EXPECT_EQ(text(out), text(latest));
+    EXPECT_TRUE(set.get(latest, orderId) && orderId == 100);
+    EXPECT_FALSE(set.get(ClientId{"old", "1"}, orderId)) << "the replaced id was never filed";
+  }
 }
 
 // A filed request reaches at most one answer: take hands it out once, erase

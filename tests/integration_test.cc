@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <future>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -14,6 +17,7 @@
 
 #include "host/demo/plugin_library.h"
 #include "plugin/common.h"
+#include "plugin/xt_trader_api.h"
 #include "tests/support/recording_host.h"
 #include "tests/support/session_fixture.h"
 
@@ -54,21 +58,36 @@ class RealStack : public ::testing::TestWithParam<bool> {
 
   void connect(const std::string& text) {
     config = std::make_unique<CounterConfigFile>(text);
-    SessionConfig config;
-    config.userName = "tester";
-    config.password = "pw";
-    config.server.serverAddresses.push_back(AddressEntry{"tcp://127.0.0.1:5800", ""});
-    ASSERT_EQ(session->setConfig(config).code, 0);
-    ASSERT_EQ(session->registerSpi(&host).code, 0);
-    ASSERT_EQ(session->connect().code, 0);
+    start(*session, settingsAt("tcp://127.0.0.1:5800"), host);
   }
 
-  // Connects with kCounterConfig in this run's answer mode and logs in; the
-  // fund account is known when it returns.
-  void openSession() {
+  // The settings of the user "tester" at the counter `address`.
+  static SessionConfig settingsAt(const std::string& address) {
+    SessionConfig settings;
+    settings.userName = "tester";
+    settings.password = "pw";
+    settings.server.serverAddresses.push_back(AddressEntry{address, ""});
+    return settings;
+  }
+
+  // Configures `s` with `settings` and `to` for its callbacks, and connects it.
+  static void start(ITradeSession& s, const SessionConfig& settings, RecordingHost& to) {
+    ASSERT_EQ(s.setConfig(settings).code, 0);
+    ASSERT_EQ(s.registerSpi(&to).code, 0);
+    ASSERT_EQ(s.connect().code, 0);
+  }
+
+  // kCounterConfig in this run's answer mode.
+  std::string counterConfig() const {
     char text[sizeof(kCounterConfig) + 8];
     std::snprintf(text, sizeof(text), kCounterConfig, GetParam() ? "true" : "false");
-    connect(text);
+    return text;
+  }
+
+  // Connects with `text` (kCounterConfig by default) and logs in; the fund
+  // account is known when it returns.
+  void openSession(const std::string& text = "") {
+    connect(text.empty() ? counterConfig() : text);
     host.waitFor("onConnected");
     // The counter names the fund account right after the login reply, on the
     // same thread: after a second login's reply the first's account is known.
@@ -169,21 +188,31 @@ TEST_P(RealStack, OpenCloseAndQueryThroughTheLoadedPlugin) {
 }
 
 // A host may make requests from inside its callbacks: here the fill of a
-// buy closes it, and the fill of the close asks for the positions. The
-// callbacks come on the counter's thread, or, when it answers inside the
-// request call, on the thread that made the request.
+// buy closes it, the fill of the close asks for the positions and sends an
+// order that rests, and the order's acceptance cancels it. The callbacks come
+// on the counter's thread, or, when it answers inside the request call, on
+// the thread that made the request.
 TEST_P(RealStack, RequestsFromInsideCallbacks) {
   openSession();
-  std::atomic<bool> closed{false}, asked{false};
+  std::atomic<bool> closed{false}, asked{false}, canceled{false};
   host.setAfterEvent([&](const HostEvent& e) {
     if (e.name == "onFill" && e.fill->clientId.serial == "1" && !closed.exchange(true)) {
       EXPECT_EQ(session->sendOrder(2, order("2", 2, 5, 0)).code, 0);
     } else if (e.name == "onFill" && e.fill->clientId.serial == "2" && !asked.exchange(true)) {
       EXPECT_EQ(session->reqQryPosition(3).code, 0);
+      EXPECT_EQ(session->sendOrder(4, order("4", 1, 1, 3600)).code, 0);
+    } else if (e.name == "onOrderAccepted" && e.accepted->clientId.serial == "4" &&
+               !canceled.exchange(true)) {
+      AccountOrderCancelRequest cancel;
+      cancel.codeId = e.accepted->codeId;
+      cancel.clientId = e.accepted->clientId;
+      cancel.exchangeOrderId = e.accepted->exchangeOrderId;
+      EXPECT_EQ(session->cancelOrder(5, cancel).code, 0);
     }
   });
   ASSERT_EQ(session->sendOrder(1, order("1", 1, 1, 0)).code, 0);
   host.waitFor("onPositionsResponse");
+  host.waitFor("onOrderCanceled");
   host.setAfterEvent(nullptr);
 
   const auto fills = host.eventsNamed("onFill");
@@ -195,16 +224,34 @@ TEST_P(RealStack, RequestsFromInsideCallbacks) {
   EXPECT_EQ(std::make_tuple(positions.at(0).requestId, positions.at(0).hasRecord),
             std::make_tuple(3, false))
       << "the close emptied the position";
+  const HostEvent canceledEvent = host.eventsNamed("onOrderCanceled").at(0);
+  EXPECT_EQ(std::make_tuple(canceledEvent.status.code, canceledEvent.requestId,
+                            canceledEvent.order->clientId.serial),
+            std::make_tuple(0, -1, "4"));
   const bool onThisThread = fills[0].thread == std::this_thread::get_id();
   EXPECT_EQ(onThisThread, GetParam()) << "synchronous answers come inside sendOrder";
 }
 
-// Surprises for a host, as they reach it: the exchange's refusal is an order
-// event (code 0, request number -1) with the exchange's text; order query
-// records carry made-up ids and fill query records empty ones, while the
-// order event that follows each order record carries the host's own id.
-TEST_P(RealStack, ExchangeRefusalsAndTheIdsOfQueryRecords) {
+// Surprises for a host, as they reach it: the counter's refusal comes with
+// code -1, the request's number and the counter's text; the exchange's
+// refusal is an order event (code 0, request number -1) with the exchange's
+// text; order query records carry made-up ids and fill query records empty
+// ones, while the order event that follows each order record carries the
+// host's own id.
+TEST_P(RealStack, RefusalsAndTheIdsOfQueryRecords) {
   openSession();
+  AccountOrderNewRequest tooLarge = order("5", 1, 1, 3650);
+  tooLarge.quantity = 1000000;
+  ASSERT_EQ(session->sendOrder(5, tooLarge).code, 0);
+  host.waitFor("onOrderRejected");
+  const HostEvent refusal = host.eventsNamed("onOrderRejected").at(0);
+  EXPECT_EQ(std::make_tuple(refusal.status.code, CodeConvert::gbk_to_utf8(refusal.status.message),
+                            refusal.requestId, refusal.order->clientId.serial,
+                            CodeConvert::gbk_to_utf8(refusal.order->statusMessage),
+                            refusal.order->volume),
+            std::make_tuple(-1, "[msg=可用资金不足]", 5, "5", "可用资金不足", 1000000));
+
+  host.clear();
   ASSERT_EQ(session->sendOrder(1, order("1", 1, 1, 0)).code, 0);
   host.waitFor("onFill");
   ASSERT_EQ(session->sendOrder(2, order("2", 1, 1, 1825)).code, 0);  // outside +-7% of 3650
@@ -229,6 +276,192 @@ TEST_P(RealStack, ExchangeRefusalsAndTheIdsOfQueryRecords) {
   EXPECT_EQ(seen, (std::vector<std::string>{"onOrdersResponse 123456@xt/1", "onOrderFilled IT/1",
                                             "onOrdersResponse 123456@xt/2", "onOrderRejected IT/2",
                                             "onFillsResponse /"}));
+}
+
+// After a connection that failed (an unreachable address), the session keeps
+// its vendor object: connect with a good address answers 0 and does nothing,
+// and a login is refused "not connected". A new session connects.
+TEST_P(RealStack, AConnectAfterAFailedConnectionDoesNothing) {
+  config = std::make_unique<CounterConfigFile>(counterConfig());
+  SessionConfig settings = settingsAt("tcp://unreachable.invalid:7001");
+  start(*session, settings, host);
+  if (HasFatalFailure()) return;
+  host.waitFor("onDisconnected");
+  settings.server.serverAddresses.front().address = "tcp://127.0.0.1:5800";
+  ASSERT_EQ(session->setConfig(settings).code, 0);
+  ASSERT_EQ(session->connect().code, 0);
+  ASSERT_EQ(session->login().code, 0);
+  host.waitFor("onLogin");
+  EXPECT_EQ(host.summary(),
+            "onDisconnected -7 [msg=无法连接到柜台 unreachable.invalid:7001]; "
+            "onLogin -11 [msg=未连接到柜台]");
+
+  ITradeSession* failed = session;
+  session = nullptr;
+  ASSERT_EQ(failed->release().code, 0);
+  host.clear();
+  session = library.createTradeSession()();
+  start(*session, settings, host);
+  if (HasFatalFailure()) return;
+  ASSERT_EQ(session->login().code, 0);
+  host.waitFor("onLogin");
+  EXPECT_EQ(host.summary(), "onConnected 0; onLogin 0");
+}
+
+// A cancel without an exchange order id goes by the vendor order number read
+// from the client id's serial: cancelling "host/000001" this way cancels the
+// order the counter numbered 1, which the host sent as "host/000002".
+TEST_P(RealStack, ACancelWithoutExchangeIdTakesTheSerialForTheVendorsNumber) {
+  openSession();
+  for (const char* serial : {"000002", "000001"}) {
+    AccountOrderNewRequest resting = order(serial, 1, 1, 3600);
+    resting.clientId.prefix = "host";
+    ASSERT_EQ(session->sendOrder(std::stoi(serial), resting).code, 0);
+  }
+  host.waitFor("onOrderAccepted", 2);
+  AccountOrderCancelRequest cancel;
+  cancel.codeId.exchange = 3;
+  cancel.codeId.code = "rb2410";
+  cancel.clientId = ClientId{"host", "000001"};
+  ASSERT_EQ(session->cancelOrder(3, cancel).code, 0);
+  host.waitFor("onOrderCanceled");
+  const HostEvent canceled = host.eventsNamed("onOrderCanceled").at(0);
+  EXPECT_EQ(std::make_tuple(canceled.status.code, canceled.order->clientId.serial),
+            std::make_tuple(0, "000002"));
+}
+
+// With two fund accounts the byte-wise smaller one trades and is queried,
+// here a stock account for a futures order; the funds record names no
+// account (its header carries the session's settings).
+TEST_P(RealStack, OnlyTheSmallestFundAccountIsUsed) {
+  std::string text = counterConfig();
+  text.replace(text.find("accounts = F100"), 15, "accounts = 88001234 10001234");
+  text.replace(text.find("[account F100]\ncash = 1000000"), 29,
+               "[account 88001234]\ncash = 1000000\n[account 10001234]\ntype = stock\n"
+               "cash = 500000");
+  openSession(text);
+  ASSERT_EQ(session->reqQryTradingAccount(1).code, 0);
+  host.waitFor("onAccountFundsResponse");
+  ASSERT_EQ(session->sendOrder(2, order("2", 1, 1, 0)).code, 0);
+  host.waitFor("onFill");
+  ASSERT_EQ(session->reqQryTradingAccount(3).code, 0);
+  host.waitFor("onAccountFundsResponse", 2);
+  const auto funds = host.eventsNamed("onAccountFundsResponse");
+  EXPECT_EQ(std::make_tuple(funds[0].funds->amount4, funds[1].funds->amount1),
+            std::make_tuple(500000.0, 3650.0))
+      << "10001234's money, and the margin of the futures order it traded";
+  EXPECT_EQ(std::make_tuple(funds[0].funds->header.accountCode, funds[0].funds->header.userName),
+            std::make_tuple(-1, "tester"));
+}
+
+// How the counter takes the order request's fields, a row per field: only
+// the low 32 bits of the quantity travel; every order goes as speculation
+// whatever hedgeFlag says; a direction or offsetFlag left at 0 is a sell and
+// a close of older positions.
+TEST_P(RealStack, OrderRequestFieldsAsTheCounterTakesThem) {
+  openSession();
+  const struct {
+    const char* what;
+    int64_t quantity;
+    int32_t hedgeFlag, direction, offsetFlag;
+    std::string seen;  // the order's first event: name, code, volume, hedge flag or message
+  } rows[] = {
+      {"quantity beyond 32 bits", (int64_t{1} << 32) + 1, 1, 1, 1,
+       "onOrderAccepted 0 vol=1 hedge=1"},
+      {"hedge", 1, 3, 1, 1, "onOrderAccepted 0 vol=1 hedge=1"},
+      {"arbitrage", 1, 2, 1, 1, "onOrderAccepted 0 vol=1 hedge=1"},
+      {"direction and offset left at 0", 1, 1, 0, 0, "onOrderRejected -1 [msg=可平仓位不足]"},
+      {"offset 6 closes older positions", 1, 1, 2, 6, "onOrderRejected -1 [msg=可平仓位不足]"},
+  };
+  int requestId = 0;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    const std::string serial = std::to_string(++requestId);
+    AccountOrderNewRequest request = order(serial, row.direction, row.offsetFlag, 0);
+    request.quantity = row.quantity;
+    request.hedgeFlag = row.hedgeFlag;
+    ASSERT_EQ(session->sendOrder(requestId, request).code, 0);
+    const HostEvent first = host.waitForEvent([&serial](const HostEvent& e) {
+      return (e.accepted || e.order) && e.clientId()->serial == serial;
+    });
+    std::string seen = first.name + " " + std::to_string(first.status.code);
+    if (first.accepted) {
+      seen += " vol=" + std::to_string(first.accepted->volume) +
+              " hedge=" + std::to_string(first.accepted->hedgeFlag);
+    } else {
+      seen += " " + CodeConvert::gbk_to_utf8(first.status.message);
+    }
+    EXPECT_EQ(seen, row.seen);
+  }
+}
+
+// LoginReply.tradingDay is the host's calendar's trading day (Common's
+// TradeTime for "pfcode.SHFE"), not the counter's: the funds record carries
+// the counter's (here configured as 20240105).
+TEST_P(RealStack, TheLoginsTradingDayComesFromTheHostsCalendar) {
+  openSession();
+  ASSERT_EQ(session->reqQryTradingAccount(1).code, 0);
+  host.waitFor("onAccountFundsResponse");
+  const int calendar = TradeTime("pfcode.SHFE").GetTradingDay(nullptr, TrdDayForward);
+  EXPECT_NE(calendar, 20240105);
+  EXPECT_EQ(host.eventsNamed("onLogin").at(0).login->tradingDay, calendar);
+  EXPECT_EQ(host.eventsNamed("onAccountFundsResponse").at(0).funds->tradingDay, 20240105);
+}
+
+// What a host's handler throws is dropped at the plug-in's boundary on every
+// thread: on the counter's, and on the host's own when the counter answers
+// inside the request call (sendOrder then answers 0 all the same). The
+// events after it still come.
+TEST_P(RealStack, WhatAHostHandlerThrowsIsDroppedOnEveryThread) {
+  struct HostFault {};  // not a std::exception
+  openSession();
+  host.setAfterEvent([](const HostEvent& e) {
+    if (e.name == "onOrderAccepted") throw std::runtime_error("host fault");
+    if (e.name == "onOrderFilled") throw HostFault{};
+  });
+  ResultStatus status{-99, ""};
+  EXPECT_NO_THROW(status = session->sendOrder(1, order("1", 1, 1, 0)));
+  EXPECT_EQ(status.code, 0);
+  host.waitFor("onFill");
+  host.setAfterEvent(nullptr);
+  const auto events = host.events();
+  ASSERT_GE(events.size(), 3u);
+  EXPECT_EQ(events[events.size() - 3].name + " " + events[events.size() - 2].name + " " +
+                events.back().name,
+            "onOrderAccepted onOrderFilled onFill");
+  EXPECT_EQ(events.back().thread == std::this_thread::get_id(), GetParam());
+}
+
+// The vendor library's joinAll, which release() leaves a worker waiting in,
+// returns only once every connected session of the process was released:
+// after the first session's release it waits while the second trades on.
+TEST_P(RealStack, JoinAllWaitsUntilTheLastSessionIsReleased) {
+  openSession();
+  RecordingHost otherHost;
+  ITradeSession* other = library.createTradeSession()();
+  start(*other, settingsAt("tcp://127.0.0.1:5801"), otherHost);
+  if (HasFatalFailure()) return;
+  otherHost.waitFor("onConnected");
+  ITradeSession* first = session;
+  session = nullptr;
+  ASSERT_EQ(first->release().code, 0);
+
+  std::promise<void> joined;
+  std::future<void> returned = joined.get_future();
+  std::thread waiter([&joined] {
+    xti::XtTraderApi::joinAll();
+    joined.set_value();
+  });
+  ASSERT_EQ(other->login().code, 0);
+  ASSERT_EQ(other->login().code, 0);
+  otherHost.waitFor("onLogin", 2);
+  ASSERT_EQ(other->sendOrder(1, order("1", 1, 1, 0)).code, 0);
+  otherHost.waitFor("onFill");
+  EXPECT_EQ(returned.wait_for(std::chrono::seconds(0)), std::future_status::timeout)
+      << "joinAll returned while a session was connected";
+  ASSERT_EQ(other->release().code, 0);
+  returned.wait();
+  waiter.join();
 }
 
 INSTANTIATE_TEST_SUITE_P(AnswerModes, RealStack, ::testing::Values(false, true), answerModeName);

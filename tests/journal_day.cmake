@@ -3,30 +3,13 @@
 # simulated counter, dumped, replayed against the plug-in it was recorded with
 # and against a variant with one changed conversion; then what the recorders
 # do when their real libraries or the journal's file are missing.
-# Arguments: DEMO, RECORDING_PLUGIN, PLUGIN, VARIANT, DUMP, REPLAY, VERSION1,
+# Arguments: DEMO, RECORDING_PLUGIN, PLUGIN, VARIANT, DUMP, REPLAY, FORGE,
 # WORK and optionally EMULATOR.
 cmake_minimum_required(VERSION 3.25)  # if() reads quoted texts as texts
 file(REMOVE_RECURSE ${WORK})
 file(MAKE_DIRECTORY ${WORK})
 
-# run(<exit status> <program> <arguments>...): sets `out` and `err`.
-function(run status)
-  execute_process(COMMAND ${EMULATOR} ${ARGN} OUTPUT_VARIABLE o ERROR_VARIABLE e
-                  RESULT_VARIABLE rc TIMEOUT 120)
-  if(NOT rc STREQUAL status)
-    message(FATAL_ERROR "${ARGN}\nexited with ${rc}, not ${status}\n${o}\n${e}")
-  endif()
-  set(out "${o}" PARENT_SCOPE)
-  set(err "${e}" PARENT_SCOPE)
-endfunction()
-
-function(expect text)
-  foreach(pattern IN LISTS ARGN)
-    if(NOT text MATCHES "${pattern}")
-      message(FATAL_ERROR "missing: ${pattern}\nin:\n${text}")
-    endif()
-  endforeach()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake)
 
 # The counter answers inside the request calls: the recorded order of
 # requests and callbacks is then the same every time, and so is the replay's.
@@ -94,7 +77,7 @@ set(replayed "${out}")
 
 # The same day as the version-1 recorders wrote it (no returns of callbacks)
 # dumps the same lines less the returns, and replays the same.
-run(0 ${VERSION1} ${day} ${WORK}/day_v1.ksj)
+run(0 ${FORGE} v1 ${day} ${WORK}/day_v1.ksj)
 run(0 ${DUMP} ${WORK}/day_v1.ksj)
 string(REGEX REPLACE "\n[^\n]* [HV][.]  [^\n]*" "" dump_without_returns "${dump}")
 string(REGEX REPLACE "^[^\n]*\n" "" dump_without_returns "${dump_without_returns}")

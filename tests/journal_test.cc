@@ -377,6 +377,43 @@ TEST(Journal, EntriesOfAnySizeAreShownWhole) {
   }
 }
 
+// The streaming reader gives the entries readJournal() gives, across its
+// buffer's refills (entries larger than a refill among small ones), and the
+// same again after a rewind; a kDone entry shows as its callback's return.
+TEST(Journal, ReaderStreamsEntriesAcrossItsBufferAndRewinds) {
+  const std::size_t sizes[] = {10, 3u << 20, 7, 1u << 20, 100, (1u << 20) - 30, 5};
+  const JournalFile file = written("stream", [&](Journal& j) {
+    for (std::size_t size : sizes) {
+      record(j, Boundary::kVendor, Kind::kCallback, slot::callback::onConnected, 2, 0, false,
+             std::string(size, 'x').c_str());
+      record(j, Boundary::kVendor, Kind::kDone, slot::callback::onConnected, 2, 0, size == 7);
+    }
+  });
+  ASSERT_EQ(file.entries.size(), 2 * std::size(sizes) + 1);  // and the closing entry
+  JournalReader reader;
+  ASSERT_TRUE(reader.openPath(tempPath("stream"))) << reader.problem();
+  EXPECT_EQ(reader.version(), kVersion);
+  for (int pass = 0; pass < 2; ++pass) {
+    SCOPED_TRACE(pass);
+    std::size_t i = 0;
+    for (Entry e; reader.next(e); ++i) {
+      ASSERT_LT(i, file.entries.size());
+      EXPECT_EQ(e.offset, file.entries[i].offset);
+      EXPECT_EQ(e.values, file.entries[i].values);
+    }
+    EXPECT_EQ(i, file.entries.size());
+    EXPECT_EQ(reader.problem(), "");
+    ASSERT_TRUE(reader.rewind());
+  }
+  EntryText text(file.startMicros);
+  const std::string returned = text.line(file.entries[5]);
+  EXPECT_NE(returned.find("V.  onConnected"), std::string::npos) << returned;
+  EXPECT_EQ(returned.substr(returned.size() - 6), " threw") << returned;
+  EXPECT_EQ(text.line(file.entries[1]).find("threw"), std::string::npos);
+  EXPECT_NE(text.json(file.entries[1]).find("\"kind\":\"done\",\"operation\":\"onConnected\""),
+            std::string::npos);
+}
+
 // The replay's order where a callback and a host request on another thread
 // overlap: the callback goes before the request when the request was
 // answered, after it when the request was refused without a vendor request,

@@ -34,8 +34,9 @@ class Tracked {
 };
 std::atomic<int> Tracked::alive{0};
 
-// What TradeSessionXT::release() does with the host's onDisconnected: run on
-// another thread, its exception rethrown to the caller by future::get. The
+// An exception thrown on another thread and rethrown to the caller, as
+// TradeSessionXT::release() rethrows one the host's onDisconnected threw
+// (there through an exception_ptr and a joined thread). The
 // last exception_ptr to the exception dies while the rethrown object is in
 // flight (with the future, in the unwinding), and the object caught must
 // still be whole; in the end each object is destroyed once.

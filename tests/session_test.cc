@@ -53,6 +53,7 @@ TEST_F(SessionTest, ConnectSendsTheTrimmedFirstAddressThenRegistersAndStarts) {
       {"10.0.0.1:7001", "10.0.0.1:7001"},
       {"tcp://", ""},
       {"tcp://ctp.broker.cn:80", ".broker.cn:80"},
+      {"tcp://trade.example.com:41205", "rade.example.com:41205"},
       {"pct:/x:1", "x:1"},
       {"TCP://h:1", "TCP://h:1"}};
   vendor.setRefuseCreate(true);
@@ -98,6 +99,45 @@ TEST_F(SessionTest, ANeverConnectedSessionAnswersNotConnectedOrNoFundAccount) {
   }
   EXPECT_TRUE(vendor.calls().empty());
   EXPECT_EQ(identity().newOrderBook->size() + identity().cancelBook->size(), 0u);
+}
+
+// connect, login and logout catch nothing: what the vendor throws, a
+// standard exception or another, reaches their caller (an order, a cancel or
+// a query answers -1 for a standard one: EveryRowOfTheRequestFailureTables).
+// A connect whose init threw keeps its vendor object: connect again does
+// nothing.
+TEST_F(SessionTest, ConnectLoginAndLogoutLetEveryExceptionThrough) {
+  struct VendorFault {};  // not a std::exception
+  const struct {
+    const char* request;
+    const char* throwingCall;
+  } rows[] = {{"connect", "init"}, {"login", "userLogin"}, {"logout", "userLogout"}};
+  for (const auto& row : rows) {
+    for (const bool standard : {true, false}) {
+      SCOPED_TRACE(std::string(row.request) + (standard ? " std::exception" : " other"));
+      renew(&host);
+      if (std::string(row.request) != "connect") connect();
+      vendor.setResponder([&row, standard](const VendorCall& call) {
+        if (call.op != row.throwingCall) return;
+        if (standard) throw std::runtime_error("vendor fault");
+        throw VendorFault{};
+      });
+      const std::function<ResultStatus()> request = [&] {
+        return std::string(row.request) == "connect" ? session->connect()
+               : std::string(row.request) == "login" ? session->login()
+                                                     : session->logout();
+      };
+      if (standard) {
+        EXPECT_THROW((void)request(), std::runtime_error);
+      } else {
+        EXPECT_THROW((void)request(), VendorFault);
+      }
+      vendor.setResponder(nullptr);
+      const std::size_t calls = vendor.calls().size();
+      EXPECT_EQ(session->connect().code, 0);
+      EXPECT_EQ(vendor.calls().size(), calls) << "connected: a second connect sends nothing";
+    }
+  }
 }
 
 // Numbers from 1, one counter for login and logout, unique across threads;

@@ -44,14 +44,22 @@ formatted(const char* format, ...) {
 
 }  // namespace
 
+const char* nameOf(EventType type) {
+#define KS_DEMO_EVENT_NAME(Name, Record) "on" #Name,
+  static const char* const kNames[] = {KS_DEMO_EVENTS(KS_DEMO_EVENT_NAME)};
+#undef KS_DEMO_EVENT_NAME
+  return kNames[static_cast<std::size_t>(type)];
+}
+
 bool isDefinitiveFailure(const Event& event) {
-  return event.code != 0 && (event.name == "onLogin" || event.name == "onDisconnected");
+  return event.code != 0 &&
+         (event.type == EventType::kLogin || event.type == EventType::kDisconnected);
 }
 
 std::string failureText(const Event& event) {
-  const std::string what =
-      event.name == "onLogin" ? "the login was refused" : "the connection failed or was lost";
-  return what + " (" + event.name + " code=" + std::to_string(event.code) +
+  const std::string what = event.type == EventType::kLogin ? "the login was refused"
+                                                           : "the connection failed or was lost";
+  return what + " (" + nameOf(event.type) + " code=" + std::to_string(event.code) +
          (event.message.empty() ? "" : " " + event.message) + ")";
 }
 
@@ -65,17 +73,15 @@ std::string clockText(std::chrono::system_clock::time_point at) {
 #else
   localtime_r(&seconds, &local);
 #endif
-  const std::string text =
-      formatted("%02d:%02d:%02d.%03lld", local.tm_hour, local.tm_min, local.tm_sec, millis);
-  return text;
+  return formatted("%02d:%02d:%02d.%03lld", local.tm_hour, local.tm_min, local.tm_sec, millis);
 }
 
 namespace {
 
-Event makeEvent(const char* name, const kestrel::ResultStatus& status, int requestId = 0,
+Event makeEvent(EventType type, const kestrel::ResultStatus& status, int requestId = 0,
                 bool isLast = true) {
   Event event;
-  event.name = name;
+  event.type = type;
   event.code = status.code;
   event.message = utf8(status.message);
   event.requestId = requestId;
@@ -83,163 +89,101 @@ Event makeEvent(const char* name, const kestrel::ResultStatus& status, int reque
   return event;
 }
 
-// The members every order event record shares under the same names.
+// What each record tells the host, as the event keeps it and as a line shows
+// it. The order records share these members under the same names.
 template <typename Record>
-std::string orderDetails(const Record* record, Event& event) {
-  if (record == nullptr) return "(no record)";
-  event.hasRecord = true;
-  event.instrument = instrumentOf(record->codeId);
-  event.clientSerial = record->clientId.serial;
-  event.exchangeOrderId = record->exchangeOrderId;
-  event.statusMessage = utf8(record->statusMessage);
-  event.volume = record->volume;
-  event.price = record->price;
-  const std::string text = formatted(
+std::string details(const Record& record, Event& event) {
+  event.instrument = instrumentOf(record.codeId);
+  event.clientPrefix = record.clientId.prefix;
+  event.clientSerial = record.clientId.serial;
+  event.exchangeOrderId = record.exchangeOrderId;
+  event.statusMessage = utf8(record.statusMessage);
+  event.volume = record.volume;
+  event.price = record.price;
+  return formatted(
       "%s client=%s@%s exchangeId=%s dir=%d offset=%d vol=%lld price=%.2f status=\"%s\"",
-      event.instrument.c_str(), record->clientId.prefix.c_str(), record->clientId.serial.c_str(),
-      record->exchangeOrderId.c_str(), record->direction, record->offsetFlag,
-      static_cast<long long>(record->volume), record->price, event.statusMessage.c_str());
-  return text;
+      event.instrument.c_str(), record.clientId.prefix.c_str(), record.clientId.serial.c_str(),
+      record.exchangeOrderId.c_str(), record.direction, record.offsetFlag,
+      static_cast<long long>(record.volume), record.price, event.statusMessage.c_str());
 }
 
-std::string fillDetails(const kestrel::FillRecord* record, Event& event) {
-  if (record == nullptr) return "(no record)";
-  event.hasRecord = true;
-  event.instrument = instrumentOf(record->codeId);
-  event.clientSerial = record->clientId.serial;
-  event.exchangeOrderId = record->fillReference2;
-  event.volume = record->volume;
-  event.price = record->price;
-  const std::string text = formatted(
-      "%s client=%s@%s fill=%s order=%s dir=%d offset=%d vol=%lld price=%.2f",
-      event.instrument.c_str(), record->clientId.prefix.c_str(), record->clientId.serial.c_str(),
-      record->fillReference.c_str(), record->fillReference2.c_str(), record->direction,
-      record->offsetFlag, static_cast<long long>(record->volume), record->price);
-  return text;
+std::string details(const kestrel::FillRecord& record, Event& event) {
+  event.instrument = instrumentOf(record.codeId);
+  event.clientPrefix = record.clientId.prefix;
+  event.clientSerial = record.clientId.serial;
+  event.exchangeOrderId = record.fillReference2;
+  event.volume = record.volume;
+  event.price = record.price;
+  return formatted("%s client=%s@%s fill=%s order=%s dir=%d offset=%d vol=%lld price=%.2f",
+                   event.instrument.c_str(), record.clientId.prefix.c_str(),
+                   record.clientId.serial.c_str(), record.fillReference.c_str(),
+                   record.fillReference2.c_str(), record.direction, record.offsetFlag,
+                   static_cast<long long>(record.volume), record.price);
+}
+
+std::string details(const kestrel::PositionRecord& record, Event& event) {
+  event.instrument = instrumentOf(record.codeId);
+  event.volume = record.volumeWhenSet + record.volumeWhenClear;
+  return event.instrument + (record.twoValueCode == 1 ? " long" : " short") +
+         (record.side == 1 ? " today=" : " earlier=") + std::to_string(event.volume);
+}
+
+std::string details(const kestrel::PositionDetailRecord& record, Event& event) {
+  event.instrument = instrumentOf(record.codeId);
+  event.volume = record.volume;
+  event.price = record.firstAmount;
+  return formatted("%s %s opened=%d fill=%s vol=%lld price=%.2f", event.instrument.c_str(),
+                   record.twoValueCode == 1 ? "long" : "short", record.detailNumber2,
+                   record.detailReference.c_str(), static_cast<long long>(record.volume),
+                   record.firstAmount);
+}
+
+std::string details(const kestrel::AccountFunds& record, Event&) {
+  return formatted(
+      "tradingDay=%d balance=%.2f available=%.2f margin=%.2f frozen=%.2f "
+      "commission=%.2f closeProfit=%.2f positionProfit=%.2f",
+      record.tradingDay, record.amount4, record.amount11, record.amount1, record.amount10,
+      record.amount15, record.amount12, record.amount5);
 }
 
 }  // namespace
 
+template <typename Record>
+void ConsoleHost::report(EventType type, const Record* record, const kestrel::ResultStatus& status,
+                         int requestId, bool isLast) {
+  Event event = makeEvent(type, status, requestId, isLast);
+  event.hasRecord = record != nullptr;
+  const std::string text = record == nullptr ? "(no record)" : details(*record, event);
+  add(std::move(event), text);
+}
+
 void ConsoleHost::onConnected(const kestrel::ResultStatus& status) {
-  add(makeEvent("onConnected", status), "");
+  add(makeEvent(EventType::kConnected, status), "");
 }
 
 void ConsoleHost::onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) {
-  Event event = makeEvent("onLogin", status);
+  Event event = makeEvent(EventType::kLogin, status);
   event.hasRecord = true;
   add(std::move(event), "tradingDay=" + std::to_string(reply.tradingDay) + " state=" +
                             std::to_string(reply.loginState) + " stamp=" + reply.loginStamp);
 }
 
 void ConsoleHost::onLogout(const kestrel::ResultStatus& status) {
-  add(makeEvent("onLogout", status), "");
+  add(makeEvent(EventType::kLogout, status), "");
 }
 
 void ConsoleHost::onDisconnected(const kestrel::ResultStatus& status) {
-  add(makeEvent("onDisconnected", status), "");
+  add(makeEvent(EventType::kDisconnected, status), "");
 }
 
-void ConsoleHost::onOrderAccepted(const kestrel::OrderAcceptedRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  Event event = makeEvent("onOrderAccepted", status, requestId, isLast);
-  const std::string details = orderDetails(record, event);
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onOrderRejected(const kestrel::OrderRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  Event event = makeEvent("onOrderRejected", status, requestId, isLast);
-  const std::string details = orderDetails(record, event);
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onOrderFilled(const kestrel::OrderFilledRecord* record,
-                                const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  Event event = makeEvent("onOrderFilled", status, requestId, isLast);
-  const std::string details = orderDetails(record, event);
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onOrderCanceled(const kestrel::OrderRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  Event event = makeEvent("onOrderCanceled", status, requestId, isLast);
-  const std::string details = orderDetails(record, event);
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onFill(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,
-                         int requestId, bool isLast) {
-  Event event = makeEvent("onFill", status, requestId, isLast);
-  const std::string details = fillDetails(record, event);
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onOrdersResponse(const kestrel::OrderDetailRecord* record,
-                                   const kestrel::ResultStatus& status, int requestId,
-                                   bool isLast) {
-  Event event = makeEvent("onOrdersResponse", status, requestId, isLast);
-  const std::string details = orderDetails(record, event);
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onFillsResponse(const kestrel::FillRecord* record,
-                                  const kestrel::ResultStatus& status, int requestId, bool isLast) {
-  Event event = makeEvent("onFillsResponse", status, requestId, isLast);
-  const std::string details = fillDetails(record, event);
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onPositionsResponse(const kestrel::PositionRecord* record,
-                                      const kestrel::ResultStatus& status, int requestId,
-                                      bool isLast) {
-  Event event = makeEvent("onPositionsResponse", status, requestId, isLast);
-  std::string details = "(no record)";
-  if (record != nullptr) {
-    event.hasRecord = true;
-    event.instrument = instrumentOf(record->codeId);
-    event.volume = record->volumeWhenSet + record->volumeWhenClear;
-    details = event.instrument + (record->twoValueCode == 1 ? " long" : " short") +
-              (record->side == 1 ? " today=" : " earlier=") + std::to_string(event.volume);
+// Each record-carrying callback reports its event with the record's details.
+#define KS_DEMO_RECORD_CALLBACK(Name, Record)                                                    \
+  void ConsoleHost::on##Name(const kestrel::Record* record, const kestrel::ResultStatus& status, \
+                             int requestId, bool isLast) {                                       \
+    report(EventType::k##Name, record, status, requestId, isLast);                               \
   }
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onPositionDetailsResponse(const kestrel::PositionDetailRecord* record,
-                                            const kestrel::ResultStatus& status, int requestId,
-                                            bool isLast) {
-  Event event = makeEvent("onPositionDetailsResponse", status, requestId, isLast);
-  std::string details = "(no record)";
-  if (record != nullptr) {
-    event.hasRecord = true;
-    event.instrument = instrumentOf(record->codeId);
-    event.volume = record->volume;
-    event.price = record->firstAmount;
-    const std::string text =
-        formatted("%s %s opened=%d fill=%s vol=%lld price=%.2f", event.instrument.c_str(),
-                  record->twoValueCode == 1 ? "long" : "short", record->detailNumber2,
-                  record->detailReference.c_str(), static_cast<long long>(record->volume),
-                  record->firstAmount);
-    details = text;
-  }
-  add(std::move(event), details);
-}
-
-void ConsoleHost::onAccountFundsResponse(const kestrel::AccountFunds* record,
-                                         const kestrel::ResultStatus& status, int requestId,
-                                         bool isLast) {
-  Event event = makeEvent("onAccountFundsResponse", status, requestId, isLast);
-  std::string details = "(no record)";
-  if (record != nullptr) {
-    event.hasRecord = true;
-    const std::string text = formatted(
-        "tradingDay=%d balance=%.2f available=%.2f margin=%.2f frozen=%.2f "
-        "commission=%.2f closeProfit=%.2f positionProfit=%.2f",
-        record->tradingDay, record->amount4, record->amount11, record->amount1, record->amount10,
-        record->amount15, record->amount12, record->amount5);
-    details = text;
-  }
-  add(std::move(event), details);
-}
+KS_DEMO_RECORD_EVENTS(KS_DEMO_RECORD_CALLBACK)
+#undef KS_DEMO_RECORD_CALLBACK
 
 ConsoleHost::ConsoleHost(std::FILE* out)
     : sink_([out](const std::string& text) {
@@ -249,13 +193,14 @@ ConsoleHost::ConsoleHost(std::FILE* out)
 
 void ConsoleHost::add(Event event, const std::string& details) {
   char head[64];
-  std::snprintf(head, sizeof(head), "  %-26s req=%-4d code=%-3d", event.name.c_str(),
+  std::snprintf(head, sizeof(head), "  %-26s req=%-4d code=%-3d", nameOf(event.type),
                 event.requestId, event.code);
   std::string text = head;
   if (!event.message.empty()) text += " msg=\"" + event.message + "\"";
   if (!details.empty()) text += "  " + details;
   std::lock_guard<std::mutex> lock(mutex_);
   sink_(text);
+  if (!keepEvents_) return;
   if (failure_ == kNone && isDefinitiveFailure(event)) failure_ = events_.size();
   events_.push_back(std::move(event));
   consumed_.push_back(false);
@@ -290,6 +235,12 @@ WaitResult ConsoleHost::waitFor(const std::function<bool(const Event&)>& match,
 std::vector<Event> ConsoleHost::events() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return events_;
+}
+
+void ConsoleHost::clearFailure() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  failure_ = kNone;
+  failureReported_ = false;
 }
 
 bool ConsoleHost::failure(Event& event) const {

@@ -20,20 +20,55 @@
 
 namespace demo {
 
+// The host callbacks the demo reports, as X(Name, Record): EventType::k<Name>
+// is on<Name>'s event. The first four take no record (void); each of the
+// others takes its Record: on<Name>(const kestrel::Record* record,
+// const kestrel::ResultStatus& status, int requestId, bool isLast).
+#define KS_DEMO_EVENTS(X) \
+  X(Connected, void)      \
+  X(Login, void)          \
+  X(Logout, void)         \
+  X(Disconnected, void)   \
+  KS_DEMO_RECORD_EVENTS(X)
+#define KS_DEMO_RECORD_EVENTS(X)                   \
+  X(OrderAccepted, OrderAcceptedRecord)            \
+  X(OrderRejected, OrderRecord)                    \
+  X(OrderFilled, OrderFilledRecord)                \
+  X(OrderCanceled, OrderRecord)                    \
+  X(Fill, FillRecord)                              \
+  X(OrdersResponse, OrderDetailRecord)             \
+  X(FillsResponse, FillRecord)                     \
+  X(PositionsResponse, PositionRecord)             \
+  X(PositionDetailsResponse, PositionDetailRecord) \
+  X(AccountFundsResponse, AccountFunds)
+
+#define KS_DEMO_EVENT_TYPE(Name, Record) k##Name,
+enum class EventType { KS_DEMO_EVENTS(KS_DEMO_EVENT_TYPE) };
+#undef KS_DEMO_EVENT_TYPE
+
+// The callback's name as every line shows it: "onOrderAccepted".
+const char* nameOf(EventType type);
+
 // What the host learnt from one callback, texts in UTF-8.
 struct Event {
-  std::string name;
+  EventType type = EventType::kConnected;
   int requestId = 0;
   bool isLast = false;
   bool hasRecord = false;
   int code = 0;
   std::string message;
   std::string instrument;  // code.EXCHANGE
+  std::string clientPrefix;
   std::string clientSerial;
   std::string exchangeOrderId;
   std::string statusMessage;
   long long volume = 0;
   double price = 0;
+
+  // An event of `type` about the order with client serial `serial`.
+  bool about(EventType what, const std::string& serial) const {
+    return type == what && clientSerial == serial;
+  }
 };
 
 // An event after which the session cannot go on as planned: the login was
@@ -59,37 +94,20 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
 
   // Prints each line, after the local clock time, to `out`.
   explicit ConsoleHost(std::FILE* out);
-  // Hands each line to `sink`, without the clock: the journal's tools show
-  // recorded events in the demo host's words.
-  explicit ConsoleHost(LineSink sink) : sink_(std::move(sink)) {}
+  // Hands each line to `sink`, without the clock, and keeps no event (there
+  // is nothing to wait for): the journal's tools show recorded events in the
+  // demo host's words, one at a time, however many the journal holds.
+  explicit ConsoleHost(LineSink sink) : sink_(std::move(sink)), keepEvents_(false) {}
 
   void onConnected(const kestrel::ResultStatus& status) override;
   void onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) override;
   void onLogout(const kestrel::ResultStatus& status) override;
   void onDisconnected(const kestrel::ResultStatus& status) override;
-  void onOrderAccepted(const kestrel::OrderAcceptedRecord* record,
-                       const kestrel::ResultStatus& status, int requestId, bool isLast) override;
-  void onOrderRejected(const kestrel::OrderRecord* record, const kestrel::ResultStatus& status,
-                       int requestId, bool isLast) override;
-  void onOrderFilled(const kestrel::OrderFilledRecord* record, const kestrel::ResultStatus& status,
-                     int requestId, bool isLast) override;
-  void onOrderCanceled(const kestrel::OrderRecord* record, const kestrel::ResultStatus& status,
-                       int requestId, bool isLast) override;
-  void onFill(const kestrel::FillRecord* record, const kestrel::ResultStatus& status, int requestId,
-              bool isLast) override;
-  void onOrdersResponse(const kestrel::OrderDetailRecord* record,
-                        const kestrel::ResultStatus& status, int requestId, bool isLast) override;
-  void onFillsResponse(const kestrel::FillRecord* record, const kestrel::ResultStatus& status,
-                       int requestId, bool isLast) override;
-  void onPositionsResponse(const kestrel::PositionRecord* record,
-                           const kestrel::ResultStatus& status, int requestId,
-                           bool isLast) override;
-  void onPositionDetailsResponse(const kestrel::PositionDetailRecord* record,
-                                 const kestrel::ResultStatus& status, int requestId,
-                                 bool isLast) override;
-  void onAccountFundsResponse(const kestrel::AccountFunds* record,
-                              const kestrel::ResultStatus& status, int requestId,
-                              bool isLast) override;
+#define KS_DEMO_RECORD_CALLBACK(Name, Record)                                                      \
+  void on##Name(const kestrel::Record* record, const kestrel::ResultStatus& status, int requestId, \
+                bool isLast) override;
+  KS_DEMO_RECORD_EVENTS(KS_DEMO_RECORD_CALLBACK)
+#undef KS_DEMO_RECORD_CALLBACK
 
   // Waits for the first event, among those not yet consumed by an earlier
   // wait, for which `match` holds; marks it consumed and returns kFound. Ends
@@ -102,14 +120,23 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
 
   // The first definitive failure seen so far; false when there was none.
   bool failure(Event& event) const;
+  // The failure seen so far was dealt with (a lost connection, after which
+  // the host opened a new session): waits no longer end at it, and failure()
+  // reports the next one.
+  void clearFailure();
 
   // Prints a line of the host's own (not a callback), in order with the events.
   void note(const std::string& text);
 
  private:
+  // Prints the event with its record's details and keeps it.
+  template <typename Record>
+  void report(EventType type, const Record* record, const kestrel::ResultStatus& status,
+              int requestId, bool isLast);
   void add(Event event, const std::string& details);
 
   const LineSink sink_;
+  const bool keepEvents_ = true;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Event> events_;

@@ -10,7 +10,8 @@
 //
 // Exit codes: 0 the day (or the interactive session) went as expected; 1 it
 // did not, or the plug-in could not be loaded; 2 the command line was refused
-// (nothing was loaded or sent).
+// (nothing was loaded or sent), an --instrument the demo cannot place
+// included, in either mode.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -98,6 +99,11 @@ CommandLine parse(int argc, char** argv) {
       line.settings.timeout = std::chrono::milliseconds(ms);
     }
   }
+  demo::Instrument instrument;
+  std::string refused;
+  if (line.error.empty() && !demo::parseInstrument(line.settings.instrument, instrument, refused)) {
+    line.error = "--instrument: " + refused;
+  }
   if (line.error.empty() && !line.counterConfig.empty()) {
     // Asked for by name: a file that cannot be read must not leave the
     // counter on its embedded defaults in silence.
@@ -113,6 +119,9 @@ CommandLine parse(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The host's base information, filled before the command line is read (it
+  // names the exchanges an instrument may be on) and any session trades.
+  kestrel::addChinaExchanges(*kestrel::gBaseInformationMap);
   const CommandLine line = parse(argc, argv);
   if (line.help) {
     usage(stdout, demo::Settings{});
@@ -131,9 +140,6 @@ int main(int argc, char** argv) {
     std::printf("counter configuration: %s\n", line.counterConfig.c_str());
   }
 
-  // The host's base information, filled before any session trades.
-  kestrel::addChinaExchanges(*kestrel::gBaseInformationMap);
-
   demo::PluginLibrary library;
   const bool loaded =
       settings.plugin.empty() ? library.loadBesideProgram() : library.load(settings.plugin);
@@ -144,7 +150,10 @@ int main(int argc, char** argv) {
   std::printf("plug-in: %s\n", library.getPluginInfo()());
 
   demo::ConsoleHost host(stdout);
-  demo::DemoSession demoSession(demo::configuredSession(library, settings, host), host, settings);
+  const auto newSession = [&library, &settings, &host] {
+    return demo::configuredSession(library, settings, host);
+  };
+  demo::DemoSession demoSession(newSession(), host, settings, newSession);
   return line.interactive ? demo::runInteractive(demoSession, stdin, stdout)
                           : demo::runTradingDay(demoSession);
 }

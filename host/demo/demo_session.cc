@@ -3,6 +3,8 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <set>
+#include <utility>
 
 #include "broker/config_variable.h"
 #include "plugin/common.h"
@@ -108,8 +110,8 @@ std::string clientSerial(long long n) {
 void useCounterConfig(const std::string& path) { xti::sim::setConfigVariable(path.c_str()); }
 
 DemoSession::DemoSession(kestrel::ITradeSession* session, ConsoleHost& host,
-                         const Settings& settings)
-    : session_(session), host_(host), settings_(settings) {}
+                         const Settings& settings, SessionFactory another)
+    : session_(session), host_(host), settings_(settings), another_(std::move(another)) {}
 
 DemoSession::~DemoSession() {
   if (session_ != nullptr) (void)session_->release();
@@ -136,14 +138,11 @@ std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offs
   const int requestId = nextRequestId();
   char priceText[32] = "any price";
   if (price != 0) std::snprintf(priceText, sizeof(priceText), "%.2f", price);
-  const char* offsetText = offset == Offset::kOpen    ? "open"
-                           : offset == Offset::kClose ? "close"
-                                                      : "closetoday";
   char line[192];
   std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %s.%s %lld @ %s",
                 requestId, request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
-                side == Side::kBuy ? "buy" : "sell", offsetText, instrument.code.c_str(),
-                instrument.exchangeCode.c_str(), volume, priceText);
+                side == Side::kBuy ? "buy" : "sell", kOffsetWords[static_cast<int>(offset)],
+                instrument.code.c_str(), instrument.exchangeCode.c_str(), volume, priceText);
   host_.note(line);
   const kestrel::ResultStatus status = session_->sendOrder(requestId, request);
   if (status.code != 0) {
@@ -154,11 +153,104 @@ std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offs
   return request.clientId.serial;
 }
 
+namespace {
+
+// The pushes that tell of one order: its four events and its fills.
+bool isOrderPush(const Event& event) {
+  switch (event.type) {
+    case EventType::kOrderAccepted:
+    case EventType::kOrderRejected:
+    case EventType::kOrderFilled:
+    case EventType::kOrderCanceled:
+    case EventType::kFill:
+      return event.hasRecord && event.requestId == -1;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
 void DemoSession::learn(const Event& event) {
-  if (event.clientSerial.empty() || event.exchangeOrderId.empty()) return;
+  if (event.exchangeOrderId.empty()) return;
+  const std::string owner = ownerOf(event);
+  if (!owner.empty()) nameExchangeId(event.exchangeOrderId, owner);
+}
+
+void DemoSession::nameExchangeId(const std::string& exchangeOrderId, const std::string& serial) {
   std::lock_guard<std::mutex> lock(mutex_);
-  const auto found = orders_.find(event.clientSerial);
-  if (found != orders_.end()) found->second.exchangeOrderId = event.exchangeOrderId;
+  const auto found = orders_.find(serial);
+  if (found == orders_.end()) return;
+  found->second.exchangeOrderId = exchangeOrderId;
+  byExchangeId_[exchangeOrderId] = serial;
+}
+
+std::string DemoSession::ownerOf(const Event& event) {
+  if (!event.hasRecord) return "";
+  if (event.clientPrefix == kClientPrefix) return event.clientSerial;
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (event.clientPrefix == kMadeUpPrefix) {
+    const auto found = byVendorNumber_.find(event.clientSerial);
+    if (found != byVendorNumber_.end()) return found->second;
+  }
+  const auto found = byExchangeId_.find(event.exchangeOrderId);
+  return event.exchangeOrderId.empty() || found == byExchangeId_.end() ? "" : found->second;
+}
+
+bool DemoSession::unnamed(const Event& event) {
+  if (!isOrderPush(event) || event.clientPrefix == kClientPrefix) return false;
+  std::lock_guard<std::mutex> lock(mutex_);
+  const bool madeUp = event.clientPrefix == kMadeUpPrefix;
+  if (madeUp && (byVendorNumber_.count(event.clientSerial) == 1 ||
+                 askedAbout_.count("N" + event.clientSerial) == 1)) {
+    return false;
+  }
+  if (!event.exchangeOrderId.empty() && (byExchangeId_.count(event.exchangeOrderId) == 1 ||
+                                         askedAbout_.count("X" + event.exchangeOrderId) == 1)) {
+    return false;
+  }
+  return madeUp || !event.exchangeOrderId.empty();
+}
+
+void DemoSession::askedAbout(const Event& event) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (event.clientPrefix == kMadeUpPrefix) askedAbout_.insert("N" + event.clientSerial);
+  if (!event.exchangeOrderId.empty()) askedAbout_.insert("X" + event.exchangeOrderId);
+}
+
+void DemoSession::learnFromOrderQuery(const std::vector<Event>& events, int requestId) {
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    const Event& record = events[i];
+    if (record.type != EventType::kOrdersResponse || record.requestId != requestId ||
+        !record.hasRecord) {
+      continue;
+    }
+    // The record's order event follows it at once from the same callback;
+    // another record of the query first means the order had none.
+    std::string owner;
+    for (std::size_t j = i + 1; j < events.size(); ++j) {
+      if (events[j].type == EventType::kOrdersResponse && events[j].requestId == requestId) break;
+      if (isOrderPush(events[j]) && events[j].type != EventType::kFill) {
+        owner = ownerOf(events[j]);
+        break;
+      }
+    }
+    if (!owner.empty() && !record.exchangeOrderId.empty()) {
+      nameExchangeId(record.exchangeOrderId, owner);
+    }
+    // The order's events from now on are not unnamed: the query was asked.
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (record.clientPrefix != kMadeUpPrefix) continue;
+    askedAbout_.insert("N" + record.clientSerial);
+    if (!owner.empty()) byVendorNumber_[record.clientSerial] = owner;
+  }
+}
+
+bool DemoSession::replaceLostSession() {
+  if (!another_) return false;
+  (void)release();
+  session_ = another_();
+  return true;
 }
 
 kestrel::ResultStatus DemoSession::cancel(const std::string& clientSerial) {
@@ -185,17 +277,11 @@ kestrel::ResultStatus DemoSession::cancel(const std::string& clientSerial) {
   return session_->cancelOrder(requestId, request);
 }
 
-kestrel::ITradeSession* DemoSession::forget() {
-  kestrel::ITradeSession* session = session_;
-  session_ = nullptr;
-  return session;
-}
+kestrel::ITradeSession* DemoSession::forget() { return std::exchange(session_, nullptr); }
 
 kestrel::ResultStatus DemoSession::release() {
-  kestrel::ITradeSession* session = session_;
-  session_ = nullptr;
   host_.note("release");
-  return session->release();
+  return forget()->release();
 }
 
 }  // namespace demo

@@ -1,5 +1,7 @@
 #include "host/demo/plugin_library.h"
 
+#include <filesystem>
+
 #include "plugin/common.h"
 
 #if defined(_WIN32)
@@ -59,32 +61,15 @@ bool PluginLibrary::load(const std::string& path) {
 }
 
 bool PluginLibrary::loadBesideProgram() {
-  // The program's directory comes from the host's Common library.
-  const std::wstring dir = FileSystem::GetServerExeDirectoryW();
 #if defined(_WIN32)
-  const std::wstring path = dir + L"\\KSTraderAPIPluginXT.dll";
+  // The program's directory comes from the host's Common library.
+  const std::wstring path = FileSystem::GetServerExeDirectoryW() + L"\\KSTraderAPIPluginXT.dll";
   return loadHandle(LoadLibraryW(path.c_str()), "KSTraderAPIPluginXT.dll beside the program");
 #else
-  std::string utf8;  // wchar_t holds UTF-32 here
-  for (wchar_t wc : dir) {
-    const unsigned long c = static_cast<unsigned long>(wc);
-    if (c < 0x80) {
-      utf8 += static_cast<char>(c);
-    } else if (c < 0x800) {
-      utf8 += static_cast<char>(0xC0 | (c >> 6));
-      utf8 += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      utf8 += static_cast<char>(0xE0 | (c >> 12));
-      utf8 += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      utf8 += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      utf8 += static_cast<char>(0xF0 | (c >> 18));
-      utf8 += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      utf8 += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      utf8 += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return load(utf8 + "/KSTraderAPIPluginXT.so");
+  // The program's directory as Common finds it, in the file system's bytes.
+  std::error_code error;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+  return load((self.parent_path() / "KSTraderAPIPluginXT.so").string());
 #endif
 }
 

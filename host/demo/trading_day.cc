@@ -1,5 +1,7 @@
 #include "host/demo/trading_day.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -14,55 +16,120 @@ namespace demo {
 namespace {
 
 using Match = std::function<bool(const Event&)>;
-using Query = std::function<kestrel::ResultStatus(kestrel::ITradeSession&, int)>;
 
-Match named(const std::string& name, int code) {
-  return [name, code](const Event& e) { return e.name == name && e.code == code; };
+Match typed(EventType type, int code) {
+  return [type, code](const Event& e) { return e.type == type && e.code == code; };
 }
 
-Match forOrder(const std::string& name, const std::string& serial, int code) {
-  return [name, serial, code](const Event& e) {
-    return e.name == name && e.clientSerial == serial && e.code == code;
+Match lastOf(EventType type, int requestId) {
+  return [type, requestId](const Event& e) {
+    return e.type == type && e.requestId == requestId && e.isLast;
   };
 }
 
-Match lastOf(const std::string& name, int requestId) {
-  return [name, requestId](const Event& e) {
-    return e.name == name && e.requestId == requestId && e.isLast;
-  };
-}
+// The five queries, in the order the scripted day makes them: the prompt's
+// command (and the day's name for it), the request and its answer.
+using Session = kestrel::ITradeSession;
+struct QueryKind {
+  const char* command;
+  kestrel::ResultStatus (*request)(Session&, int requestId);
+  EventType response;
+};
+
+const QueryKind kQueries[] = {
+    {"positions", [](Session& s, int id) { return s.reqQryPosition(id); },
+     EventType::kPositionsResponse},
+    {"details", [](Session& s, int id) { return s.reqQryPositionDetail(id, {}); },
+     EventType::kPositionDetailsResponse},
+    {"orders", [](Session& s, int id) { return s.reqQryOrder(id); }, EventType::kOrdersResponse},
+    {"fills", [](Session& s, int id) { return s.reqQryFill(id); }, EventType::kFillsResponse},
+    {"funds", [](Session& s, int id) { return s.reqQryTradingAccount(id); },
+     EventType::kAccountFundsResponse},
+};
+const QueryKind& kOrders = kQueries[2];
+const QueryKind& kFills = kQueries[3];
+const QueryKind& kFunds = kQueries[4];
 
 // The steps of a day: each waits for the events it expects and notes what
 // did not come. After a definitive failure (the login refused, the
 // connection lost) every later step does nothing: what it waits for cannot
-// come.
+// come. A script that rides out a lost connection (the trading day's) opens
+// a new session instead, once, and goes on there.
 class Script {
  public:
-  explicit Script(DemoSession& session) : s_(session) {}
+  explicit Script(DemoSession& session, bool ridesOutLostConnection = false)
+      : s_(session), ridesOut_(ridesOutLostConnection) {}
 
-  bool expect(const std::string& what, const Match& match, Event* found = nullptr) {
-    if (stopped()) return false;
-    Event event;
-    switch (s_.host().waitFor(match, s_.settings().timeout, &event)) {
-      case WaitResult::kFound:
-        break;
-      case WaitResult::kTimedOut:
-        missing_.push_back(what);
-        s_.host().note("MISSING: " + what);
-        return false;
-      case WaitResult::kFailed:
-        s_.host().note("STOPPED while waiting for " + what);
-        return false;
+  // Waits for the event `match` finds. When the connection is lost meanwhile
+  // and the day goes on in a new session, waits there once more, unless
+  // `again` is false (the caller asks anew).
+  bool expect(const std::string& what, const Match& match, Event* found = nullptr,
+              bool again = true) {
+    const int sessions = sessions_;
+    for (;;) {
+      if (stopped() || (sessions_ != sessions && !again)) return false;
+      Event event;
+      switch (s_.host().waitFor(match, s_.settings().timeout, &event)) {
+        case WaitResult::kFound:
+          s_.learn(event);
+          if (found != nullptr) *found = event;
+          return true;
+        case WaitResult::kTimedOut:
+          missing_.push_back(what);
+          s_.host().note("MISSING: " + what);
+          return false;
+        case WaitResult::kFailed:
+          if (stopped()) {
+            s_.host().note("STOPPED while waiting for " + what);
+            return false;
+          }
+          break;
+      }
     }
-    s_.learn(event);
-    if (found != nullptr) *found = event;
-    return true;
   }
 
-  // The definitive failure the day ran into, if it did.
-  bool stopped() const {
+  // Waits for the event `name` with `code` of the demo's order `serial`
+  // (none for an empty serial: an order not sent). An order event or fill that the demo cannot
+  // attribute to any order (pushed under a made-up or empty client id, ahead of the order's reply)
+  // makes it ask for the orders: the event after each order record carries the demo's own client
+  // id. The counter's refusal of the order ends the wait: a counter may refuse any order, and what
+  // the step waited for cannot come.
+  bool expectOrder(const std::string& what, EventType type, const std::string& serial, int code,
+                   Event* found = nullptr) {
+    const Match mine = [this, type, serial, code](const Event& e) {
+      return e.type == type && e.code == code && s_.ownerOf(e) == serial;
+    };
+    const Match refused = [this, serial](const Event& e) {
+      return e.type == EventType::kOrderRejected && e.code != 0 && s_.ownerOf(e) == serial;
+    };
+    while (!serial.empty()) {
+      Event event;
+      if (!expect(
+              what, [&](const Event& e) { return mine(e) || refused(e) || s_.unnamed(e); },
+              &event)) {
+        return false;
+      }
+      if (!mine(event) && refused(event)) {
+        s_.host().note("order " + serial + " refused by the counter: no " + what);
+        return false;
+      }
+      if (!mine(event)) {
+        s_.askedAbout(event);
+        reconcile("an event of an order the demo cannot name yet", &event);
+      }
+      if (mine(event)) {
+        if (found != nullptr) *found = event;
+        return true;
+      }
+    }
+    return false;
+  }
+
+  // The definitive failure the day ran into, if it did and could not go on
+  // in a new session.
+  bool stopped() {
     Event failure;
-    return s_.host().failure(failure);
+    return s_.host().failure(failure) && !goOnInNewSession();
   }
 
   bool accepted(const std::string& what, const kestrel::ResultStatus& status) {
@@ -74,12 +141,41 @@ class Script {
     return false;
   }
 
-  // Makes a request (unless the day stopped) and waits for its last record.
-  void query(const std::string& what, const Query& request, const std::string& response) {
-    if (stopped()) return;
-    const int id = s_.nextRequestId();
-    s_.host().note(what + " req=" + std::to_string(id));
-    if (accepted(what, request(s_.session(), id))) expect(response, lastOf(response, id));
+  // Makes a request (unless the day stopped) and waits for its last record;
+  // asks again when the day went on in a new session meanwhile. Returns the
+  // request number whose answer came, or 0.
+  int query(const QueryKind& query) {
+    for (;;) {
+      if (stopped()) return 0;
+      const int sessions = sessions_;
+      const int id = s_.nextRequestId();
+      s_.host().note(std::string(query.command) + " req=" + std::to_string(id));
+      if (!accepted(query.command, query.request(s_.session(), id))) return 0;
+      if (sessions_ != sessions) continue;
+      if (expect(nameOf(query.response), lastOf(query.response, id), nullptr, false)) return id;
+      if (sessions_ == sessions) return 0;
+    }
+  }
+
+  // Asks for the orders and learns from the answer whose order each record
+  // is (the funds' answer comes behind the events that follow the records).
+  // With `about`, asks again after a pause until that event's order is
+  // named, for at most the settings' timeout: until the order's reply
+  // reaches the plug-in, its events carry the made-up id, in the order
+  // query's answer too.
+  void reconcile(const std::string& why, const Event* about = nullptr) {
+    s_.host().note(why + ": the orders, as the counter holds them");
+    const auto deadline = std::chrono::steady_clock::now() + s_.settings().timeout;
+    for (;;) {
+      const int id = query(kOrders);
+      if (id == 0 || query(kFunds) == 0) return;
+      s_.learnFromOrderQuery(s_.host().events(), id);
+      if (about == nullptr || !s_.ownerOf(*about).empty() ||
+          std::chrono::steady_clock::now() >= deadline) {
+        return;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
   }
 
   // Sends a buy unless the day stopped; its client serial, or an empty text.
@@ -89,22 +185,51 @@ class Script {
   }
 
   std::vector<std::string>& missing() { return missing_; }
+  // 1, or 2 once the day went on in a new session.
+  int sessions() const { return sessions_; }
 
  private:
+  // After a lost connection, once: a new session, where the counter resumes
+  // the day; the order and fill queries tell what became of the orders.
+  bool goOnInNewSession() {
+    Event failure;
+    if (!ridesOut_ || !s_.host().failure(failure) || failure.type != EventType::kDisconnected) {
+      return false;
+    }
+    ridesOut_ = false;  // once; and not again from the steps below
+    s_.host().note(failureText(failure) + ": the day goes on in a new session");
+    // The lost session still answers: each request it was given is refused
+    // through the callbacks. A funds query's refusal comes behind every
+    // answer still on its way; the session is released once it came.
+    const int barrier = s_.nextRequestId();
+    s_.host().note("funds req=" + std::to_string(barrier) + ", the lost session's last answer");
+    if (s_.session().reqQryTradingAccount(barrier).code == 0) {
+      // A first wait may end at once at the lost connection, which no wait
+      // has ended at yet; the next waits for the answer.
+      for (int wait = 0; wait < 2; ++wait) {
+        if (s_.host().waitFor(lastOf(EventType::kAccountFundsResponse, barrier),
+                              s_.settings().timeout) != WaitResult::kFailed) {
+          break;
+        }
+      }
+    }
+    if (!s_.replaceLostSession()) return false;
+    s_.host().clearFailure();
+    ++sessions_;
+    expect("onDisconnected of the lost session", typed(EventType::kDisconnected, 0));
+    if (!openSession(s_, missing_)) return false;
+    reconcile("after the lost connection");
+    query(kFills);
+    return !stopped();
+  }
+
   DemoSession& s_;
+  bool ridesOut_;
+  int sessions_ = 1;
   std::vector<std::string> missing_;
 };
 
 double tickRound(double price) { return std::floor(price + 0.5); }
-
-// The five queries, by the names the scripted day and the prompt give them.
-const Query kFunds = [](kestrel::ITradeSession& s, int id) { return s.reqQryTradingAccount(id); };
-const Query kPositions = [](kestrel::ITradeSession& s, int id) { return s.reqQryPosition(id); };
-const Query kDetails = [](kestrel::ITradeSession& s, int id) {
-  return s.reqQryPositionDetail(id, kestrel::PositionDetailReq{});
-};
-const Query kOrders = [](kestrel::ITradeSession& s, int id) { return s.reqQryOrder(id); };
-const Query kFills = [](kestrel::ITradeSession& s, int id) { return s.reqQryFill(id); };
 
 }  // namespace
 
@@ -112,11 +237,11 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
   Script script(s);
   s.host().note("connect " + s.settings().address);
   bool ok = script.accepted("connect", s.session().connect()) &&
-            script.expect("onConnected", named("onConnected", 0));
+            script.expect("onConnected", typed(EventType::kConnected, 0));
   if (ok) {
     s.host().note("login " + s.settings().user);
     ok = script.accepted("login", s.session().login()) &&
-         script.expect("onLogin with code 0", named("onLogin", 0));
+         script.expect("onLogin with code 0", typed(EventType::kLogin, 0));
   }
   if (ok) {
     // The counter names the fund account after the login; until then the
@@ -124,14 +249,16 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
     s.host().note("funds, until the counter names a fund account");
     const auto deadline = std::chrono::steady_clock::now() + s.settings().timeout;
     int id = 0;
-    kestrel::ResultStatus status{-3, ""};
-    while (status.code == -3 && std::chrono::steady_clock::now() < deadline && !script.stopped()) {
+    kestrel::ResultStatus status{kestrel::kNoFundAccount, ""};
+    while (status.code == kestrel::kNoFundAccount && std::chrono::steady_clock::now() < deadline &&
+           !script.stopped()) {
       id = s.nextRequestId();
       status = s.session().reqQryTradingAccount(id);
-      if (status.code == -3) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      if (status.code == kestrel::kNoFundAccount)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     ok = script.accepted("a fund account", status) &&
-         script.expect("onAccountFundsResponse", lastOf("onAccountFundsResponse", id));
+         script.expect("onAccountFundsResponse", lastOf(EventType::kAccountFundsResponse, id));
   }
   missing.insert(missing.end(), script.missing().begin(), script.missing().end());
   return ok;
@@ -146,61 +273,54 @@ int runTradingDay(DemoSession& s) {
     return 1;
   }
   if (openSession(s, missing)) {
-    Script script(s);
+    Script script(s, /*ridesOutLostConnection=*/true);
 
     // A buy at any price fills at the market; its price anchors the rest.
     Event fill;
     const std::string bought = script.buy(instrument, 1, 0);
     double market = 0;
     if (script.accepted("buy at any price", kestrel::ResultStatus{bought.empty() ? -1 : 0, ""}) &&
-        script.expect("onOrderFilled for the buy", forOrder("onOrderFilled", bought, 0)) &&
-        script.expect("onFill for the buy", forOrder("onFill", bought, 0), &fill)) {
+        script.expectOrder("onOrderFilled for the buy", EventType::kOrderFilled, bought, 0) &&
+        script.expectOrder("onFill for the buy", EventType::kFill, bought, 0, &fill)) {
       market = fill.price;
     }
 
     if (market > 0) {
       // A limit buy below the market rests until it is cancelled.
       const std::string resting = script.buy(instrument, 1, tickRound(market * 0.98));
-      if (!resting.empty() &&
-          script.expect("onOrderAccepted for the resting order",
-                        forOrder("onOrderAccepted", resting, 0)) &&
+      if (script.expectOrder("onOrderAccepted for the resting order", EventType::kOrderAccepted,
+                             resting, 0) &&
           script.accepted("cancel", s.cancel(resting))) {
-        script.expect("onOrderCanceled for the resting order",
-                      forOrder("onOrderCanceled", resting, 0));
+        script.expectOrder("onOrderCanceled for the resting order", EventType::kOrderCanceled,
+                           resting, 0);
       }
 
       // Far more than the account can pay for: the counter refuses it.
-      const std::string tooLarge = script.buy(instrument, kMaxOrderLots, tickRound(market));
-      if (!tooLarge.empty()) {
-        script.expect("onOrderRejected by the counter", forOrder("onOrderRejected", tooLarge, -1));
-      }
+      script.expectOrder("onOrderRejected by the counter", EventType::kOrderRejected,
+                         script.buy(instrument, kMaxOrderLots, tickRound(market)), -1);
 
       // Half the market price is outside the exchange's price band.
-      const std::string outOfBand = script.buy(instrument, 1, tickRound(market * 0.5));
-      if (!outOfBand.empty()) {
-        script.expect("onOrderRejected by the exchange", forOrder("onOrderRejected", outOfBand, 0));
-      }
+      script.expectOrder("onOrderRejected by the exchange", EventType::kOrderRejected,
+                         script.buy(instrument, 1, tickRound(market * 0.5)), 0);
     }
 
-    script.query("positions", kPositions, "onPositionsResponse");
-    script.query("position details", kDetails, "onPositionDetailsResponse");
-    script.query("orders", kOrders, "onOrdersResponse");
-    script.query("fills", kFills, "onFillsResponse");
-    script.query("funds", kFunds, "onAccountFundsResponse");
+    for (const QueryKind& query : kQueries) script.query(query);
 
-    if (!script.stopped()) {
+    // Logged out again in the session that replaced a lost one.
+    for (int sessions = 0; !script.stopped() && sessions != script.sessions();) {
+      sessions = script.sessions();
       s.host().note("logout");
-      if (script.accepted("logout", s.session().logout())) {
-        script.expect("onLogout with code 0", named("onLogout", 0));
-      }
+      if (!script.accepted("logout", s.session().logout())) break;
+      if (sessions != script.sessions()) continue;
+      if (script.expect("onLogout with code 0", typed(EventType::kLogout, 0), nullptr, false))
+        break;
     }
     missing.insert(missing.end(), script.missing().begin(), script.missing().end());
   }
 
   const kestrel::ResultStatus released = s.release();
   if (released.code != 0) missing.push_back("release answered " + std::to_string(released.code));
-  Event disconnected;
-  if (s.host().waitFor(named("onDisconnected", 0), std::chrono::milliseconds(0), &disconnected) !=
+  if (s.host().waitFor(typed(EventType::kDisconnected, 0), std::chrono::milliseconds(0)) !=
       WaitResult::kFound) {
     missing.push_back("onDisconnected before release returned");
   }
@@ -221,19 +341,24 @@ int runTradingDay(DemoSession& s) {
 
 namespace {
 
-const char kHelp[] =
-    "commands:\n"
-    "  buy|sell INSTRUMENT QTY PRICE [open|close|closetoday]\n"
-    "      INSTRUMENT  CODE.EXCHANGE (rb2410.SHFE), or a code whose exchange the demo\n"
-    "                  knows from its product (rb2410, IF2409, 600000)\n"
-    "      QTY         lots, a whole number from 1 to 1000000\n"
-    "      PRICE       0 (any price) or a limit price up to 100000000 (3650, 3650.5)\n"
-    "      open (the default), close (earlier positions) or closetoday\n"
-    "  cancel ID       the order the demo printed as ID (000001, or 1)\n"
-    "  funds | positions | details | orders | fills\n"
-    "  help | quit\n"
-    "A line is refused whole, and nothing of it is sent, when any part of it is\n"
-    "wrong or it is longer than 1023 bytes.\n";
+std::string helpText() {
+  std::string queries;
+  for (const QueryKind& query : kQueries) {
+    queries += (queries.empty() ? "  " : " | ") + std::string(query.command);
+  }
+  return "commands:\n"
+         "  buy|sell INSTRUMENT QTY PRICE [open|close|closetoday]\n"
+         "      INSTRUMENT  CODE.EXCHANGE (rb2410.SHFE), or a code whose exchange the demo\n"
+         "                  knows from its product (rb2410, IF2409, 600000)\n"
+         "      QTY         lots, a whole number from 1 to 1000000\n"
+         "      PRICE       0 (any price) or a limit price up to 100000000 (3650, 3650.5)\n"
+         "      open (the default), close (earlier positions) or closetoday\n"
+         "  cancel ID       the order the demo printed as ID (000001, or 1)\n" +
+         queries +
+         "\n  help | quit\n"
+         "A line is refused whole, and nothing of it is sent, when any part of it is\n"
+         "wrong, it holds a control byte or it is longer than 1023 bytes.\n";
+}
 
 constexpr double kMaxPrice = 100000000;
 constexpr long long kMaxSerial = 999999;
@@ -254,7 +379,7 @@ class Prompt {
     for (std::string arg; words >> arg;) args.push_back(arg);
     if (command == "quit" || command == "exit") return false;
     if (command == "help") {
-      std::fprintf(out_, "%s", kHelp);
+      std::fprintf(out_, "%s", helpText().c_str());
     } else if (command == "buy" || command == "sell") {
       order(command, args);
     } else if (command == "cancel") {
@@ -274,7 +399,7 @@ class Prompt {
     } else {
       s_.host().note("logout");
       if (s_.session().logout().code == 0)
-        wait([](const Event& e) { return e.name == "onLogout"; });
+        wait([](const Event& e) { return e.type == EventType::kLogout; });
     }
     (void)s_.release();
   }
@@ -318,13 +443,11 @@ class Prompt {
                         args[2] + "'");
     }
     if (args.size() == 4) {
-      if (args[3] == "close") {
-        offset = Offset::kClose;
-      } else if (args[3] == "closetoday") {
-        offset = Offset::kCloseToday;
-      } else if (args[3] != "open") {
+      const auto word = std::find(std::begin(kOffsetWords), std::end(kOffsetWords), args[3]);
+      if (word == std::end(kOffsetWords)) {
         return refuse(command, "the last word is open, close or closetoday, not '" + args[3] + "'");
       }
+      offset = static_cast<Offset>(word - std::begin(kOffsetWords));
     }
     const std::string serial =
         s_.sendOrder(instrument, command == "buy" ? Side::kBuy : Side::kSell, offset, lots, price);
@@ -348,25 +471,20 @@ class Prompt {
     const kestrel::ResultStatus status = s_.cancel(serial);
     if (status.code == -2) return refuse("cancel", status.message);
     if (!answered(status)) return;
-    const std::string key = serial;
-    wait([&key](const Event& e) { return e.name == "onOrderCanceled" && e.clientSerial == key; });
+    wait([&serial](const Event& e) { return e.about(EventType::kOrderCanceled, serial); });
   }
 
   // The five queries; false for a name that is none of them.
   bool query(const std::string& command, const std::vector<std::string>& args) {
-    static const std::pair<const char*, const Query*> kQueries[] = {
-        {"funds", &kFunds},   {"positions", &kPositions}, {"details", &kDetails},
-        {"orders", &kOrders}, {"fills", &kFills},
-    };
-    for (const auto& [name, request] : kQueries) {
-      if (command != name) continue;
+    for (const QueryKind& query : kQueries) {
+      if (command != query.command) continue;
       if (!args.empty()) {
         refuse(command, "takes no arguments");
         return true;
       }
       const int id = s_.nextRequestId();
       s_.host().note(command + " req=" + std::to_string(id));
-      if (answered((*request)(s_.session(), id))) {
+      if (answered(query.request(s_.session(), id))) {
         wait([id](const Event& e) { return e.requestId == id && e.isLast; });
       }
       return true;
@@ -397,7 +515,7 @@ int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
     for (const std::string& what : missing) std::fprintf(stderr, "missing: %s\n", what.c_str());
     return 1;
   }
-  std::fprintf(out, "%s", kHelp);
+  std::fprintf(out, "%s", helpText().c_str());
   Prompt prompt(s, out);
   LineReader reader(in);
   std::string line;
@@ -406,9 +524,8 @@ int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
     std::fflush(out);
     const LineReader::Result read = reader.next(line);
     if (read == LineReader::Result::kEnd) break;
-    if (read == LineReader::Result::kTooLong) {
-      std::fprintf(out, "a line of %s bytes, refused whole: a line holds at most %zu bytes\n",
-                   line.c_str(), LineReader::kMaxLine);
+    if (read == LineReader::Result::kRefused) {
+      std::fprintf(out, "%s\n", line.c_str());
       continue;
     }
     if (!prompt.run(line)) break;

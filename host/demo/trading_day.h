@@ -18,7 +18,10 @@ bool openSession(DemoSession& session, std::vector<std::string>& missing);
 // The scripted day: funds, a buy that fills, a limit order that rests and is
 // cancelled, an order the counter rejects, one the exchange rejects,
 // positions, position details, orders, fills, funds again, logout, release.
-// Returns 0, or 1 after naming every expected event that did not arrive.
+// Events of its orders pushed under a made-up client id are named through the
+// order query; after a lost connection the day goes on in a new session made
+// by the DemoSession's factory (once). Returns 0, or 1 after naming every
+// expected event that did not arrive, or the failure that stopped the day.
 int runTradingDay(DemoSession& session);
 
 // Reads commands from `in` until "quit" or end of input, then logs out and

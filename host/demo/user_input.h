@@ -19,20 +19,21 @@ bool parseWholeNumber(const std::string& text, long long min, long long max, lon
 // else, from `min` to `max`. False, `out` untouched, otherwise.
 bool parseDecimal(const std::string& text, double min, double max, double& out);
 
-// Reads lines of at most kMaxLine bytes. A longer line is consumed to its
-// end and reported as too long, so that no part of it is taken for a line
-// of its own.
+// Reads lines of at most kMaxLine bytes of text. A longer line is consumed
+// to its end and refused, so that no part of it is taken for a line of its
+// own; so is a line that holds a control byte (NUL included) anywhere but
+// at its end.
 class LineReader {
  public:
   static constexpr std::size_t kMaxLine = 1023;
 
-  enum class Result { kLine, kTooLong, kEnd };
+  enum class Result { kLine, kRefused, kEnd };
 
   explicit LineReader(std::FILE* in) : in_(in) {}
 
-  // The next line without its end ("\n" or "\r\n"): kLine. kTooLong after a
-  // line longer than kMaxLine bytes (`line` then holds its length in
-  // decimal); kEnd at the end of input with nothing read.
+  // The next line without its end ("\n" or "\r\n"): kLine. kRefused after a
+  // line refused whole (`line` then says why); kEnd at the end of input with
+  // nothing read.
   Result next(std::string& line);
 
  private:

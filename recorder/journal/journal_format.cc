@@ -1,5 +1,6 @@
 #include "recorder/journal/journal_format.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -204,74 +205,152 @@ std::string journalHeader(uint64_t startMicros, uint32_t processId, const std::s
   return header + rest;
 }
 
-bool readJournal(const std::string& path, JournalFile& out) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(openFile(path, "rb"), &std::fclose);
-  if (!file) {
-    out.problem = "cannot read " + path + ": " + lastErrorText();
+JournalReader::JournalReader() = default;
+
+JournalReader::~JournalReader() {
+  if (file_ != nullptr) std::fclose(file_);
+}
+
+bool JournalReader::openPath(const std::string& path) {
+  name_ = path;
+  file_ = openFile(path, "rb");
+  if (file_ == nullptr) {
+    problem_ = "cannot read " + path + ": " + lastErrorText();
     return false;
   }
-  std::string data;
-  char buffer[1 << 16];
-  for (std::size_t n; (n = std::fread(buffer, 1, sizeof(buffer), file.get())) > 0;) {
-    data.append(buffer, n);
+  data_ = buffer_.data();
+  return readHeader();
+}
+
+bool JournalReader::openBytes(const std::string& data, const std::string& name) {
+  name_ = name;
+  data_ = data.data();
+  size_ = data.size();
+  return readHeader();
+}
+
+std::size_t JournalReader::available(std::size_t size) {
+  const std::size_t at = static_cast<std::size_t>(position_ - base_);
+  if (size_ - at >= size || file_ == nullptr) return std::min(size, size_ - at);
+  // Keeps what is left unread, then reads on: at least 1 MiB at a time.
+  buffer_.erase(0, at);
+  base_ = position_;
+  size_ -= at;
+  const std::size_t wanted = std::max<std::size_t>(size, 1u << 20);
+  if (buffer_.size() < wanted) buffer_.resize(wanted);
+  while (size_ < size) {
+    const std::size_t n = std::fread(&buffer_[size_], 1, buffer_.size() - size_, file_);
+    if (n == 0) break;
+    size_ += n;
   }
-  return parseJournal(data, path, out);
+  data_ = buffer_.data();
+  return std::min(size, size_);
+}
+
+bool JournalReader::readHeader() {
+  constexpr std::size_t kFixed = kMagicSize + 8;
+  // A directory opens on some systems and fails at its first read.
+  if (available(kFixed) < kFixed || std::memcmp(window(), kMagic, kMagicSize) != 0) {
+    problem_ = file_ != nullptr && std::ferror(file_)
+                   ? "cannot read " + name_ + ": " + lastErrorText()
+                   : name_ + " is not a journal (no journal header)";
+    return false;
+  }
+  version_ = load<uint32_t>(window() + kMagicSize);
+  if (version_ < kOldestVersion || version_ > kVersion) {
+    problem_ = name_ + " is a journal of format version " + std::to_string(version_) +
+               "; this program reads versions " + std::to_string(kOldestVersion) + " to " +
+               std::to_string(kVersion);
+    return false;
+  }
+  const std::size_t restSize = load<uint32_t>(window() + kMagicSize + 4);
+  try {
+    if (restSize < 12 || restSize > kMaxPayload || available(kFixed + restSize) < kFixed + restSize)
+      throw FormatError("short");
+    const char* rest = window() + kFixed;
+    startMicros_ = load<uint64_t>(rest);
+    processId_ = load<uint32_t>(rest + 8);
+    const std::string program(rest + 12, restSize - 12);
+    program_ = ValueReader(program).text();
+  } catch (const FormatError&) {
+    problem_ = name_ + " has a damaged journal header";
+    return false;
+  }
+  first_ = position_ = kFixed + restSize;
+  return true;
+}
+
+bool JournalReader::next(Entry& out) {
+  if (!problem_.empty()) return false;
+  const std::size_t head = available(kFrameHeadSize);
+  if (head == 0) return false;
+  const std::string where = " at offset " + std::to_string(position_);
+  if (head < kFrameHeadSize) {
+    problem_ = "truncated entry" + where + ": the file ends inside its head";
+    return false;
+  }
+  const std::size_t size = load<uint32_t>(window());
+  if (size < kPayloadHeadSize || size > kMaxPayload) {
+    problem_ = "corrupt entry" + where + ": impossible size " + std::to_string(size);
+    return false;
+  }
+  const std::size_t present = available(kFrameHeadSize + size);
+  if (present < kFrameHeadSize + size) {
+    problem_ = "truncated entry" + where + ": " + std::to_string(size) + " bytes announced, " +
+               std::to_string(present - kFrameHeadSize) + " present";
+    return false;
+  }
+  const char* payload = window() + kFrameHeadSize;
+  if (crc32(payload, size) != load<uint32_t>(window() + 4)) {
+    problem_ = "corrupt entry" + where + ": checksum mismatch";
+    return false;
+  }
+  parsePayload(payload, size, out);
+  if (version_ == 1) asVersion2(out);
+  out.offset = position_;
+  position_ += kFrameHeadSize + size;
+  return true;
+}
+
+bool JournalReader::rewind() {
+  problem_.clear();
+  position_ = first_;
+  if (file_ == nullptr) return true;
+  if (std::fseek(file_, static_cast<long>(first_), SEEK_SET) != 0) {
+    problem_ = "cannot read " + name_ + " again: " + lastErrorText();
+    return false;
+  }
+  base_ = first_;
+  size_ = 0;
+  return true;
+}
+
+namespace {
+
+bool collect(JournalReader& reader, bool opened, JournalFile& out) {
+  if (!opened) {
+    out.problem = reader.problem();
+    return false;
+  }
+  out.version = reader.version();
+  out.startMicros = reader.startMicros();
+  out.processId = reader.processId();
+  out.program = reader.program();
+  for (Entry entry; reader.next(entry);) out.entries.push_back(std::move(entry));
+  out.problem = reader.problem();
+  return true;
+}
+
+}  // namespace
+
+bool readJournal(const std::string& path, JournalFile& out) {
+  JournalReader reader;
+  return collect(reader, reader.openPath(path), out);
 }
 
 bool parseJournal(const std::string& data, const std::string& path, JournalFile& out) {
-  if (data.size() < kMagicSize + 8 || data.compare(0, kMagicSize, kMagic) != 0) {
-    out.problem = path + " is not a journal (no journal header)";
-    return false;
-  }
-  const auto version = load<uint32_t>(&data[kMagicSize]);
-  if (version < kOldestVersion || version > kVersion) {
-    out.problem = path + " is a journal of format version " + std::to_string(version) +
-                  "; this program reads versions " + std::to_string(kOldestVersion) + " to " +
-                  std::to_string(kVersion);
-    return false;
-  }
-  out.version = version;
-  const std::size_t restSize = load<uint32_t>(&data[kMagicSize + 4]);
-  const std::size_t first = kMagicSize + 8 + restSize;
-  try {
-    if (restSize < 12 || first > data.size()) throw FormatError("short");
-    out.startMicros = load<uint64_t>(&data[kMagicSize + 8]);
-    out.processId = load<uint32_t>(&data[kMagicSize + 16]);
-    const std::string program = data.substr(kMagicSize + 20, restSize - 12);
-    out.program = ValueReader(program).text();
-  } catch (const FormatError&) {
-    out.problem = path + " has a damaged journal header";
-    return false;
-  }
-  for (std::size_t at = first; at < data.size();) {
-    const std::string where = " at offset " + std::to_string(at);
-    if (data.size() - at < kFrameHeadSize) {
-      out.problem = "truncated entry" + where + ": the file ends inside its head";
-      return true;
-    }
-    const std::size_t size = load<uint32_t>(&data[at]);
-    if (size < kPayloadHeadSize || size > kMaxPayload) {
-      out.problem = "corrupt entry" + where + ": impossible size " + std::to_string(size);
-      return true;
-    }
-    if (data.size() - at - kFrameHeadSize < size) {
-      out.problem = "truncated entry" + where + ": " + std::to_string(size) + " bytes announced, " +
-                    std::to_string(data.size() - at - kFrameHeadSize) + " present";
-      return true;
-    }
-    const char* payload = &data[at + kFrameHeadSize];
-    if (crc32(payload, size) != load<uint32_t>(&data[at + 4])) {
-      out.problem = "corrupt entry" + where + ": checksum mismatch";
-      return true;
-    }
-    Entry entry;
-    parsePayload(payload, size, entry);
-    if (version == 1) asVersion2(entry);
-    entry.offset = at;
-    out.entries.push_back(std::move(entry));
-    at += kFrameHeadSize + size;
-  }
-  return true;
+  JournalReader reader;
+  return collect(reader, reader.openBytes(data, path), out);
 }
 
 }  // namespace journal

@@ -23,6 +23,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -32,9 +33,9 @@
 namespace kestrel {
 namespace journal {
 
-constexpr char kMagic[] = "KSJOURNL";        // the first 8 bytes of every journal
-constexpr uint32_t kVersion = 2;             // what the recorders write
-constexpr uint32_t kOldestVersion = 1;       // the oldest the readers read: no kDone entries
+constexpr char kMagic[] = "KSJOURNL";   // the first 8 bytes of every journal
+constexpr uint32_t kVersion = 2;        // what the recorders write, the newest the readers read
+constexpr uint32_t kOldestVersion = 1;  // the oldest the readers read: no kDone entries
 constexpr uint32_t kMaxPayload = 16u << 20;  // larger entries are not recorded
 constexpr std::size_t kFrameHeadSize = 8;    // payload size and CRC
 constexpr std::size_t kPayloadHeadSize = 24;
@@ -143,6 +144,63 @@ struct Entry {
 
 // Reads a payload's head; false when it is too short to hold one.
 bool parsePayload(const char* data, std::size_t size, Entry& out);
+
+// Reads a journal entry by entry, holding one entry at a time: memory stays
+// flat in the journal's size. Every check of readJournal() below is made
+// here; readJournal() is this reader collecting the entries.
+class JournalReader {
+ public:
+  JournalReader();
+  ~JournalReader();
+  JournalReader(const JournalReader&) = delete;
+  JournalReader& operator=(const JournalReader&) = delete;
+
+  // Opens `path` and reads its header. False, with problem() set, when it is
+  // no journal this program reads (no such file, a directory, another
+  // version, a damaged header).
+  bool openPath(const std::string& path);
+  // The same over the bytes of a journal, which must outlive the reader;
+  // `name` names them in problem().
+  bool openBytes(const std::string& data, const std::string& name);
+
+  // The next complete entry, its operation numbered as version kVersion
+  // numbers it whatever the file's version. False at the end of the file, or
+  // at a truncated or corrupt entry: problem() then names it and its offset,
+  // and reading ends there.
+  bool next(Entry& out);
+  // Back to the first entry, for a second pass.
+  bool rewind();
+
+  uint32_t version() const { return version_; }
+  uint64_t startMicros() const { return startMicros_; }
+  uint32_t processId() const { return processId_; }
+  const std::string& program() const { return program_; }
+  // Empty while every byte read so far was read whole.
+  const std::string& problem() const { return problem_; }
+  // Bytes of the file read so far (the header and the complete entries).
+  uint64_t position() const { return position_; }
+
+ private:
+  bool readHeader();
+  // Makes `size` bytes from position_ readable at window(); fewer at the
+  // end of the file.
+  std::size_t available(std::size_t size);
+  const char* window() const { return data_ + (position_ - base_); }
+
+  std::string name_;
+  std::FILE* file_ = nullptr;
+  std::string buffer_;          // a file's bytes from base_ on
+  const char* data_ = nullptr;  // buffer_'s or openBytes()'s
+  uint64_t base_ = 0;           // the offset of data_[0] in the file
+  std::size_t size_ = 0;        // bytes at data_
+  uint64_t position_ = 0;
+  uint64_t first_ = 0;  // the offset of the first entry
+  uint32_t version_ = 0;
+  uint64_t startMicros_ = 0;
+  uint32_t processId_ = 0;
+  std::string program_;
+  std::string problem_;
+};
 
 struct JournalFile {
   uint32_t version = 0;

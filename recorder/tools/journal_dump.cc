@@ -35,29 +35,40 @@ int main(int argc, char** argv) {
     return 2;
   }
   kestrel::addChinaExchanges(*kestrel::gBaseInformationMap);  // as the demo host does
-  JournalFile file;
-  if (!readJournal(path, file)) {
-    std::fprintf(stderr, "journal_dump: %s\n", file.problem.c_str());
+  // Two passes over the file, one entry in memory at a time: the first
+  // counts the entries for the heading, the second prints them.
+  JournalReader reader;
+  if (!reader.openPath(path)) {
+    std::fprintf(stderr, "journal_dump: %s\n", reader.problem().c_str());
     return 2;
   }
-  EntryText text(file.startMicros);
+  Entry entry;
+  std::size_t count = 0;
   if (!json) {
-    std::printf("# journal of %s (process %u), %zu entries\n", file.program.c_str(), file.processId,
-                file.entries.size());
+    while (reader.next(entry)) ++count;
+    if (!reader.rewind()) {
+      std::fprintf(stderr, "journal_dump: %s\n", reader.problem().c_str());
+      return 2;
+    }
+    std::printf("# journal of %s (process %u), %zu entries\n", reader.program().c_str(),
+                reader.processId(), count);
   }
+  EntryText text(reader.startMicros());
   int status = 0;
-  for (const Entry& entry : file.entries) {
+  while (reader.next(entry)) {
     try {
-      std::printf("%s\n", (json ? text.json(entry) : text.line(entry)).c_str());
+      const std::string shown = json ? text.json(entry) : text.line(entry);
+      std::fwrite(shown.data(), 1, shown.size(), stdout);
+      std::fputc('\n', stdout);
     } catch (const FormatError& e) {
       std::fprintf(stderr, "journal_dump: %s: entry at offset %llu: %s\n", path.c_str(),
                    static_cast<unsigned long long>(entry.offset), e.what());
       status = 1;
     }
   }
-  if (!file.problem.empty()) {
+  if (!reader.problem().empty()) {
     std::fprintf(stderr, "journal_dump: %s: %s; the entries before it are shown\n", path.c_str(),
-                 file.problem.c_str());
+                 reader.problem().c_str());
     status = 1;
   }
   return status;

@@ -36,6 +36,7 @@
 #include <vector>
 
 #include "host/demo/plugin_library.h"
+#include "host/demo/user_input.h"
 #include "plugin/common.h"
 #include "plugin/mutex.h"
 #include "recorder/journal/journal_platform.h"
@@ -374,9 +375,30 @@ class Replay final : public replay::Driver {
   bool closing_ KS_GUARDED_BY(mutex_) = false;
 };
 
+constexpr long long kMostTimeoutMs = 3600000;
+
 int usage() {
-  std::fprintf(stderr, "usage: journal_replay FILE --plugin PATH [--timeout-ms N]\n");
+  std::fprintf(stderr,
+               "usage: journal_replay FILE --plugin PATH [--timeout-ms N]\n"
+               "  --timeout-ms N  longest wait for one recorded step, 1 to %lld (default 5000)\n",
+               kMostTimeoutMs);
   return 2;
+}
+
+// The first entry whose values are not its operation's, as a message naming
+// it and its offset; empty when every entry reads. The replay hands values
+// to the plug-in and compares them field by field: it checks them all before
+// it starts.
+std::string firstMalformed(const JournalFile& file) {
+  for (const Entry& e : file.entries) {
+    try {
+      EntryText::fieldsOf(e);
+    } catch (const FormatError& error) {
+      return "entry at offset " + std::to_string(e.offset) + " (" + operationName(e) +
+             "): " + error.what();
+    }
+  }
+  return std::string();
 }
 
 }  // namespace
@@ -387,14 +409,18 @@ int main(int argc, char** argv) {
   using namespace kestrel::journal;
   std::string path;
   std::string plugin;
-  long timeout = 5000;
+  long long timeout = 5000;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--plugin" && i + 1 < argc) {
       plugin = argv[++i];
     } else if (arg == "--timeout-ms" && i + 1 < argc) {
-      timeout = std::strtol(argv[++i], nullptr, 10);
-      if (timeout <= 0) return usage();
+      if (!demo::parseWholeNumber(argv[++i], 1, kMostTimeoutMs, timeout)) {
+        std::fprintf(stderr,
+                     "journal_replay: --timeout-ms takes a whole number from 1 to %lld: %s\n",
+                     kMostTimeoutMs, argv[i]);
+        return usage();
+      }
     } else if (path.empty() && arg[0] != '-') {
       path = arg;
     } else {
@@ -406,6 +432,11 @@ int main(int argc, char** argv) {
   JournalFile file;
   if (!readJournal(path, file)) {
     std::fprintf(stderr, "journal_replay: %s\n", file.problem.c_str());
+    return 2;
+  }
+  const std::string malformed = firstMalformed(file);
+  if (!malformed.empty()) {
+    std::fprintf(stderr, "journal_replay: %s: %s\n", path.c_str(), malformed.c_str());
     return 2;
   }
   if (!file.problem.empty()) {

@@ -133,6 +133,22 @@ class RecordingHost : public ITradeSessionSpi {
       return seen >= n;
     });
   }
+  // Blocks until an event for which `match` holds was recorded; returns the
+  // first such event.
+  HostEvent waitForEvent(const std::function<bool(const HostEvent&)>& match) const {
+    std::unique_lock<std::mutex> lock(mutex_);
+    const HostEvent* found = nullptr;
+    changed_.wait(lock, [&] {
+      for (const HostEvent& e : events_) {
+        if (match(e)) {
+          found = &e;
+          return true;
+        }
+      }
+      return false;
+    });
+    return *found;
+  }
   void clear() {
     std::lock_guard<std::mutex> lock(mutex_);
     events_.clear();

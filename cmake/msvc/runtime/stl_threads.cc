@@ -1,8 +1,9 @@
 // The thread functions that Microsoft's STL 17.14 headers call and that
 // Visual C++ links statically from its import library msvcprt.lib
-// (stl/src/sharedmutex.cpp): the timed condition wait, the sleep, and the
-// shared mutex over an SRW lock. They are written here rather than compiled
-// from that source because its timed wait works on the SRW lock inside
+// (stl/src/sharedmutex.cpp): the timed condition wait and the shared mutex
+// over an SRW lock (the sleep is stl_sleep.cc's, so that a binary that only
+// sleeps does not import the condition wait). They are written here rather
+// than compiled from that source because its timed wait works on the SRW lock inside
 // std::mutex as msvcp140.dll 14.3x lays it out, while Wine's msvcp140.dll
 // keeps another lock there. The wait here goes through the DLL's own
 // _Cnd_timedwait, which every msvcp140.dll exports, so it holds with both.
@@ -29,8 +30,6 @@ _Thrd_result __stdcall _Cnd_timedwait_for_unchecked(_Cnd_t cond, _Mtx_t mutex,
   }
   return _Cnd_timedwait(cond, mutex, &target);
 }
-
-void __stdcall _Thrd_sleep_for(unsigned long ms) noexcept { Sleep(ms); }
 
 void __cdecl _Smtx_lock_exclusive(_Smtx_t* lock) noexcept {
   AcquireSRWLockExclusive(reinterpret_cast<PSRWLOCK>(lock));
