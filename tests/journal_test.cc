@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -626,6 +627,37 @@ TEST(Journal, FormatFingerprintIsPinnedToItsVersion) {
   EXPECT_EQ(std::make_pair(kVersion, fnv1a(description)), pinned)
       << "the journal's format is now:\n"
       << description;
+}
+
+// The secrets by name: every parameter of the tables and every host record
+// field whose name says it holds a password or an authentication code is
+// marked secret, so that it is masked wherever it is recorded. A new row or
+// field of that name listed in clear fails here, whatever the fingerprint.
+TEST(Journal, EveryPasswordAndAuthCodeIsMarkedSecret) {
+  std::istringstream lines(formatDescription());
+  int named = 0;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("operation ", 0) == 0) continue;  // the names alone: the rows give the types
+    SCOPED_TRACE(line);
+    std::vector<std::string> words;
+    // The parameters after the row's "(", the fields after the record's ":".
+    std::istringstream in(line.substr(line.find_first_of("(:") + 1));
+    for (std::string word; in >> word;) {
+      std::string name;
+      for (char c : word) {
+        if (std::isalnum(static_cast<unsigned char>(c))) name += static_cast<char>(std::tolower(c));
+      }
+      const bool isName = word.back() == ',' || word.back() == ')';  // not a record type's
+      if (isName && (name.find("password") != std::string::npos ||
+                     name.find("authcode") != std::string::npos)) {
+        ++named;
+        // "secret text password": the mark stands two words before the name.
+        EXPECT_TRUE(words.size() >= 2 && words[words.size() - 2] == "secret") << word;
+      }
+      words.push_back(word);
+    }
+  }
+  EXPECT_GT(named, 0);  // the description still names its parameters and fields
 }
 
 // How many members an aggregate has, a base class counting as one: the
