@@ -629,35 +629,54 @@ TEST(Journal, FormatFingerprintIsPinnedToItsVersion) {
       << description;
 }
 
-// The secrets by name: every parameter of the tables and every host record
-// field whose name says it holds a password or an authentication code is
-// marked secret, so that it is masked wherever it is recorded. A new row or
-// field of that name listed in clear fails here, whatever the fingerprint.
-TEST(Journal, EveryPasswordAndAuthCodeIsMarkedSecret) {
+// The marks by name, a row per mark: every parameter of the tables and every
+// host record field whose name says it holds a password or an
+// authentication code is marked secret (masked wherever it is recorded), and
+// a parameter is the request number (written in the entry's head) exactly
+// when it is named requestId. A row or field listed without its mark fails
+// here, naming it, whatever the format's fingerprint says.
+TEST(Journal, ArgumentsAreMarkedAsTheirNamesSay) {
+  struct Rule {
+    const char* mark;  // how the description writes it, before the type
+    bool (*named)(const std::string& lowercaseName);
+    bool onlyThoseNames;  // the mark on no other name
+    int seen;
+  } rules[] = {
+      {"secret ",
+       [](const std::string& n) {
+         return n.find("password") != std::string::npos || n.find("authcode") != std::string::npos;
+       },
+       false, 0},
+      {"request number ", [](const std::string& n) { return n == "requestid"; }, true, 0},
+  };
   std::istringstream lines(formatDescription());
-  int named = 0;
   for (std::string line; std::getline(lines, line);) {
     if (line.rfind("operation ", 0) == 0) continue;  // the names alone: the rows give the types
-    SCOPED_TRACE(line);
-    std::vector<std::string> words;
-    // The parameters after the row's "(", the fields after the record's ":".
-    std::istringstream in(line.substr(line.find_first_of("(:") + 1));
-    for (std::string word; in >> word;) {
+    // A row's parameters follow its "(", a record's fields its ":"; each is
+    // "marks type name", the items separated by ", ".
+    std::string items = line.substr(line.find_first_of("(:") + 1);
+    std::replace(items.begin(), items.end(), ')', ',');
+    std::istringstream in(items);
+    for (std::string item; std::getline(in, item, ',');) {
+      item.erase(0, item.find_first_not_of(' '));
+      if (item.empty()) continue;
       std::string name;
-      for (char c : word) {
-        if (std::isalnum(static_cast<unsigned char>(c))) name += static_cast<char>(std::tolower(c));
+      for (char c : item.substr(item.rfind(' ') + 1)) {
+        name += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
       }
-      const bool isName = word.back() == ',' || word.back() == ')';  // not a record type's
-      if (isName && (name.find("password") != std::string::npos ||
-                     name.find("authcode") != std::string::npos)) {
-        ++named;
-        // "secret text password": the mark stands two words before the name.
-        EXPECT_TRUE(words.size() >= 2 && words[words.size() - 2] == "secret") << word;
+      for (Rule& rule : rules) {
+        SCOPED_TRACE(rule.mark + (": " + line));
+        const bool marked = item.rfind(rule.mark, 0) == 0;
+        rule.seen += marked ? 1 : 0;
+        if (rule.named(name)) {
+          EXPECT_TRUE(marked) << item;
+        } else if (rule.onlyThoseNames) {
+          EXPECT_FALSE(marked) << item;
+        }
       }
-      words.push_back(word);
     }
   }
-  EXPECT_GT(named, 0);  // the description still names its parameters and fields
+  for (const Rule& rule : rules) EXPECT_GT(rule.seen, 0) << rule.mark;  // the marks still show
 }
 
 // How many members an aggregate has, a base class counting as one: the
