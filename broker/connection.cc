@@ -4,6 +4,7 @@
 #include <map>
 
 #include "broker/sim_config.h"
+#include "plugin/library_object.h"
 #include "plugin/thread_slot.h"
 
 namespace xti {
@@ -50,12 +51,7 @@ class ParkedDays {
   std::map<std::string, Counter> days_ KS_GUARDED_BY(mu_);
 };
 
-// Never destroyed: a detached callback thread may still drop its connection
-// while the process exits.
-ParkedDays& parkedDays() {
-  static ParkedDays* days = new ParkedDays;
-  return *days;
-}
+ParkedDays& parkedDays() { return kestrel::LibraryObject<ParkedDays>::get(); }
 
 }  // namespace
 

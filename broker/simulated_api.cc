@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "broker/simulated_counter.h"
+#include "plugin/library_object.h"
 #include "plugin/mutex.h"
 
 namespace xti {
@@ -42,11 +43,7 @@ class ThreadTally {
   int running_ KS_GUARDED_BY(mu_) = 0;
 };
 
-// Never destroyed: a detached thread may still be ending while the process exits.
-ThreadTally& tally() {
-  static ThreadTally* instance = new ThreadTally;
-  return *instance;
-}
+ThreadTally& tally() { return kestrel::LibraryObject<ThreadTally>::get(); }
 
 }  // namespace
 

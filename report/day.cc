@@ -119,6 +119,7 @@ struct Open {
   Key orphan{0, 0};    // a push of an order not yet known: its API object and number
   int hostEvents = 0;  // host events made inside it
   bool push = false;   // an order or deal push
+  uint32_t api = 0;    // a vendor callback's API object
 };
 
 struct Thread {
@@ -483,7 +484,9 @@ class DayBuilder::State {
     int order = -1;
     int cancel = -1;
     if (thread.inRequest) {
-      if (!thread.askedVendor) {
+      // release() waits for the vendor's threads on purpose before it shuts
+      // the API down: that wait is not the plug-in's way in.
+      if (!thread.askedVendor && thread.request != hostOp::release) {
         sample(kPluginIn, thread.order, e.time, thread.requestTime, e.time);
       }
       thread.askedVendor = true;
@@ -521,6 +524,9 @@ class DayBuilder::State {
         }
         break;
       }
+      case vendorOp::shutdown:
+        endCallbacksOf(e.object);
+        break;
       default:
         break;
     }
@@ -594,6 +600,7 @@ class DayBuilder::State {
     }
     ++day_.vendorCallbacks[journal::operationName(e)];
     Open open{Boundary::kVendor, e.operation, e.time, e.offset};
+    open.api = e.object;
     switch (e.operation) {
       case callback::onConnected: {
         auto [success, message] = args(&xti::XtTraderApiCallback::onConnected, e);
@@ -985,6 +992,21 @@ class DayBuilder::State {
   }
 
   // Closes the innermost open callback at `time` (kNoTime: unknown).
+  // Version 1 has no returns: a vendor callback counts as running until the
+  // next one of its thread, or until its API is shut down (the vendor joins
+  // its threads there), so that a later thread given the same identity (a
+  // release's own thread telling onDisconnected) is not taken for it.
+  void endCallbacksOf(uint32_t api) {
+    if (day_.version >= 2) return;
+    for (auto& [id, thread] : threads_) {
+      (void)id;
+      while (!thread.open.empty() && thread.open.back().boundary == Boundary::kVendor &&
+             thread.open.back().api == api) {
+        close(thread, kNoTime);
+      }
+    }
+  }
+
   void close(Thread& thread, uint64_t time) {
     const Open o = thread.open.back();
     thread.open.pop_back();

@@ -112,11 +112,13 @@ struct Totals {
 class SessionHost {
  public:
   SessionHost()
-      : console_([this](const std::string& text) {
-          std::lock_guard<std::mutex> lock(mutex_);
-          lines_.push_back(text);
-          if (lines_.size() > kLinesKept) lines_.pop_front();
-        }) {}
+      : console_(
+            [this](const std::string& text) {
+              std::lock_guard<std::mutex> lock(mutex_);
+              lines_.push_back(text);
+              if (lines_.size() > kLinesKept) lines_.pop_front();
+            },
+            demo::ConsoleHost::Keep::kEvents) {}
 
   demo::ConsoleHost& console() { return console_; }
   std::string lastLines() {

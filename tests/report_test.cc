@@ -166,6 +166,26 @@ TEST(DayReport, APushThatBecameNoHostEventIsNamed) {
   }
 }
 
+// release() waits for the vendor's threads before it shuts the API down, and
+// then tells onDisconnected on a thread of its own, which may get the identity
+// of a vendor thread that ended: neither is a stage of the plug-in's.
+TEST(DayReport, ReleasesWaitAndItsOwnThreadAreNotThePluginsStages) {
+  for (uint32_t version : {1u, 2u}) {
+    SCOPED_TRACE(version);
+    DayOf d(version);
+    d.order(0, 3, "000001");
+    if (version == 2) d.done(11, Boundary::kVendor, cb::onOrderReply, 3);
+    d.at(1000, kHostThread, kSession, Boundary::kHost, Kind::kRequest, host::release, 0);
+    d.at(101000, kHostThread, kApi, Boundary::kVendor, Kind::kRequest, vendor::shutdown, 0);
+    d.at(101100, kVendorThread, kSession, Boundary::kHost, Kind::kCallback, event::onDisconnected,
+         0, ResultStatus{});
+    const Day& day = d.read();
+    ASSERT_EQ(day.samples[kPluginIn].size(), 1u);  // the order's placeOrder only
+    EXPECT_EQ(day.samples[kPluginIn][0].took, 1000u);
+    EXPECT_TRUE(day.samples[kPluginOut].empty());
+  }
+}
+
 TEST(DayReport, AnEarlierStateAfterALaterOneGoesBackwards) {
   DayOf d(1);
   d.order(0, 4, "000001");

@@ -94,10 +94,14 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
 
   // Prints each line, after the local clock time, to `out`.
   explicit ConsoleHost(std::FILE* out);
-  // Hands each line to `sink`, without the clock, and keeps no event (there
-  // is nothing to wait for): the journal's tools show recorded events in the
-  // demo host's words, one at a time, however many the journal holds.
-  explicit ConsoleHost(LineSink sink) : sink_(std::move(sink)), keepEvents_(false) {}
+  // Whether the events are kept for waitFor() and events(). A host that
+  // waits for its events keeps them; the journal's tools, which only show
+  // recorded events in the demo host's words one at a time, keep none, so
+  // that a journal of any length is shown in memory that does not grow.
+  enum class Keep { kEvents, kNothing };
+  // Hands each line to `sink`, without the clock.
+  ConsoleHost(LineSink sink, Keep keep)
+      : sink_(std::move(sink)), keepEvents_(keep == Keep::kEvents) {}
 
   void onConnected(const kestrel::ResultStatus& status) override;
   void onLogin(const kestrel::ResultStatus& status, const kestrel::LoginReply& reply) override;

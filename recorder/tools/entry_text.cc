@@ -77,7 +77,9 @@ std::string jsonValue(const Field& f) {
 }  // namespace
 
 EntryText::EntryText(uint64_t startMicros)
-    : startMicros_(startMicros), console_([this](const std::string& text) { eventText_ = text; }) {}
+    : startMicros_(startMicros),
+      console_([this](const std::string& text) { eventText_ = text; },
+               demo::ConsoleHost::Keep::kNothing) {}
 
 Fields EntryText::fieldsOf(const Entry& entry) {
   PrintContext context;

@@ -14,6 +14,9 @@
 //                                         initialized once across threads
 //   operator new (weak, replaceable)      this DLL's own replacement is the
 //                                         one its new-expressions call
+//   a thread of the DLL's own             started and joined in the DLL's
+//                                         code, which is then unloaded: what
+//                                         Wine keeps of it (nothing)
 //   security cookie                       initialized to a value of this
 //                                         process before the module's code
 //                                         ran (not the linked-in default), and
@@ -25,6 +28,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <thread>
 
 #define PROBE_API extern "C" __declspec(dllexport)
 
@@ -83,6 +87,15 @@ PROBE_API void probeWatchThreadEnds(std::atomic<int>* counter) { gThreadEndCount
 
 // This thread's serial number: the same on every call from one thread.
 PROBE_API int probeThreadSerial() { return tPerThread.serial; }
+
+// Starts a thread of this DLL (std::thread over the C runtime's
+// _beginthreadex, as the plug-in's and the vendor library's are) that builds
+// its thread_local, and joins it; returns the thread's serial number.
+PROBE_API int probeRunThread() {
+  int serial = 0;
+  std::thread([&serial] { serial = tPerThread.serial; }).join();
+  return serial;
+}
 
 // The value of a static whose initializer waits until `threads` callers
 // have arrived; each caller gets it once it is initialized.
