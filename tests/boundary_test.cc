@@ -29,7 +29,8 @@ namespace {
 // Under Visual C++'s ABI a pointer to a virtual member function (of a class
 // with single inheritance) holds the address of a thunk that loads the
 // vftable and jumps through one of its entries: mov rax,[rcx], then
-// jmp [rax+offset] (Visual C++) or mov rax,[rax+offset]; jmp rax (clang).
+// jmp [rax+offset] (Visual C++) or mov rax,[rax+offset]; jmp rax (clang),
+// after a spill of rcx where the thunk is compiled without optimization.
 // The virtual destructor takes one entry.
 constexpr std::ptrdiff_t kDestructorEntries = 1;
 template <typename MemberFunction>
@@ -37,7 +38,11 @@ std::ptrdiff_t vtableEntry(MemberFunction function) {
   const unsigned char* code = nullptr;
   static_assert(sizeof(function) == sizeof(code), "single-inheritance member pointer");
   std::memcpy(&code, &function, sizeof(code));
-  if (std::memcmp(code, "\x48\x8b\x01", 3) != 0) return -1;
+  constexpr std::size_t kMostBeforeLoad = 10;  // push rax; mov [rsp],rcx; mov rcx,[rsp]
+  std::size_t start = 0;
+  while (start <= kMostBeforeLoad && std::memcmp(code + start, "\x48\x8b\x01", 3) != 0) ++start;
+  if (start > kMostBeforeLoad) return -1;
+  code += start;
   const unsigned char* jump = code[3] == 0x48 && code[4] == 0x8b ? code + 4 : code + 3;
   const int mod = jump[1] >> 6;
   if ((jump[0] != 0xff && jump[0] != 0x8b) || (jump[1] & 7) != 0 || mod > 2) return -1;
