@@ -77,36 +77,8 @@ void FrameWriter::raw(const void* data, std::size_t size) {
   out_.append(static_cast<const char*>(data), size);
 }
 
-void FrameWriter::boolean(bool value) {
-  tag(Tag::kBool);
-  out_.push_back(value ? 1 : 0);
-}
-
-void FrameWriter::int32(int32_t value) {
-  tag(Tag::kInt32);
-  raw(&value, sizeof(value));
-}
-
-void FrameWriter::int64(int64_t value) {
-  tag(Tag::kInt64);
-  raw(&value, sizeof(value));
-}
-
-void FrameWriter::real(double value) {
-  tag(Tag::kDouble);
-  raw(&value, sizeof(value));
-}
-
-void FrameWriter::list(std::size_t count) {
-  tag(Tag::kList);
-  const auto n = static_cast<uint32_t>(count);
-  raw(&n, sizeof(n));
-}
-
 void FrameWriter::sized(Tag t, const void* data, std::size_t size) {
-  tag(t);
-  const auto n = static_cast<uint32_t>(size);
-  raw(&n, sizeof(n));
+  fixed(t, static_cast<uint32_t>(size));
   raw(data, size);
 }
 
@@ -132,47 +104,15 @@ bool ValueReader::null() {
   return true;
 }
 
-bool ValueReader::boolean() {
-  expect(Tag::kBool);
-  unsigned char b = 0;
-  raw(&b, 1);
-  return b != 0;
-}
-
-int32_t ValueReader::int32() {
-  expect(Tag::kInt32);
-  int32_t v = 0;
-  raw(&v, sizeof(v));
-  return v;
-}
-
-int64_t ValueReader::int64() {
-  expect(Tag::kInt64);
-  int64_t v = 0;
-  raw(&v, sizeof(v));
-  return v;
-}
-
-double ValueReader::real() {
-  expect(Tag::kDouble);
-  double v = 0;
-  raw(&v, sizeof(v));
-  return v;
-}
-
 std::size_t ValueReader::list() {
-  expect(Tag::kList);
-  uint32_t n = 0;
-  raw(&n, sizeof(n));
+  const auto n = fixed<uint32_t>(Tag::kList);
   // Every element takes a byte at least: a larger count is a corrupt one.
   if (n > static_cast<std::size_t>(end_ - data_)) throw FormatError("a list runs past its entry");
   return n;
 }
 
 std::string ValueReader::sized(Tag t) {
-  expect(t);
-  uint32_t n = 0;
-  raw(&n, sizeof(n));
+  const auto n = fixed<uint32_t>(t);
   if (n > static_cast<std::size_t>(end_ - data_)) throw FormatError("a value runs past its entry");
   std::string out(data_, n);
   data_ += n;

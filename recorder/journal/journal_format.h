@@ -80,18 +80,24 @@ class KS_JOURNAL_API FrameWriter {
 
   void begin(Boundary boundary, Kind kind, uint16_t operation, uint32_t object, int32_t request);
   void null() { tag(Tag::kNull); }
-  void boolean(bool value);
-  void int32(int32_t value);
-  void int64(int64_t value);
-  void real(double value);
+  void boolean(bool value) { fixed(Tag::kBool, static_cast<unsigned char>(value ? 1 : 0)); }
+  void int32(int32_t value) { fixed(Tag::kInt32, value); }
+  void int64(int64_t value) { fixed(Tag::kInt64, value); }
+  void real(double value) { fixed(Tag::kDouble, value); }
   void text(const char* data, std::size_t size) { sized(Tag::kText, data, size); }
   void text(const std::string& value) { text(value.data(), value.size()); }
   void bytes(const void* data, std::size_t size) { sized(Tag::kBytes, data, size); }
-  void list(std::size_t count);
+  void list(std::size_t count) { fixed(Tag::kList, static_cast<uint32_t>(count)); }
 
  private:
   void tag(Tag t) { out_.push_back(static_cast<char>(t)); }
   void raw(const void* data, std::size_t size);
+  // A tag and the value's bytes as they are in memory.
+  template <typename T>
+  void fixed(Tag t, T value) {
+    tag(t);
+    raw(&value, sizeof(value));
+  }
   void sized(Tag t, const void* data, std::size_t size);
 
   std::string& out_;
@@ -112,10 +118,10 @@ class ValueReader {
       : data_(values.data()), end_(data_ + values.size()) {}
 
   bool null();  // consumes a null value when one comes next
-  bool boolean();
-  int32_t int32();
-  int64_t int64();
-  double real();
+  bool boolean() { return fixed<unsigned char>(Tag::kBool) != 0; }
+  int32_t int32() { return fixed<int32_t>(Tag::kInt32); }
+  int64_t int64() { return fixed<int64_t>(Tag::kInt64); }
+  double real() { return fixed<double>(Tag::kDouble); }
   std::string text() { return sized(Tag::kText); }
   std::string bytes() { return sized(Tag::kBytes); }
   std::size_t list();
@@ -124,6 +130,13 @@ class ValueReader {
  private:
   void expect(Tag t);
   void raw(void* out, std::size_t size);
+  template <typename T>
+  T fixed(Tag t) {
+    expect(t);
+    T value{};
+    raw(&value, sizeof(value));
+    return value;
+  }
   std::string sized(Tag t);
 
   const char* data_;

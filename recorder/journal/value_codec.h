@@ -74,6 +74,8 @@ template <typename T>
 using IfVendor = std::enable_if_t<VendorLayout<T>::value>;
 template <typename T>
 using IfHostRecord = std::enable_if_t<kIsRecord<T> && !VendorLayout<T>::value>;
+template <typename T>
+using IfSequence = std::enable_if_t<IsSequence<T>::value>;
 
 class WriteValues {
  public:
@@ -83,13 +85,10 @@ class WriteValues {
   void operator()(const char*, const double& v) { w_.real(v); }
   void operator()(const char*, const std::string& v) { w_.text(v); }
   void secret(const char*, const std::string& v) { w_.text(v.empty() ? v : kSecretMask); }
-  template <typename T>
-  void operator()(const char*, const std::vector<T>& c) {
-    sequence(c);
-  }
-  template <typename T>
-  void operator()(const char*, const std::list<T>& c) {
-    sequence(c);
+  template <typename C>
+  IfSequence<C> operator()(const char*, const C& c) {
+    w_.list(c.size());
+    for (const auto& e : c) (*this)("", e);
   }
   template <typename R, typename = IfVendor<R>>
   void operator()(const char*, const R& r, int = 0) {
@@ -101,11 +100,6 @@ class WriteValues {
   }
 
  private:
-  template <typename C>
-  void sequence(const C& c) {
-    w_.list(c.size());
-    for (const auto& e : c) (*this)("", e);
-  }
   FrameWriter& w_;
 };
 
@@ -117,13 +111,13 @@ class ReadValues {
   void operator()(const char*, double& v) { v = r_.real(); }
   void operator()(const char*, std::string& v) { v = r_.text(); }
   void secret(const char* name, std::string& v) { (*this)(name, v); }
-  template <typename T>
-  void operator()(const char*, std::vector<T>& c) {
-    sequence(c);
-  }
-  template <typename T>
-  void operator()(const char*, std::list<T>& c) {
-    sequence(c);
+  template <typename C>
+  IfSequence<C> operator()(const char*, C& c) {
+    c.clear();
+    for (std::size_t n = r_.list(); n > 0; --n) {
+      c.emplace_back();
+      (*this)("", c.back());
+    }
   }
   template <typename R, typename = IfHostRecord<R>>
   void operator()(const char*, R& r) {
@@ -131,14 +125,6 @@ class ReadValues {
   }
 
  private:
-  template <typename C>
-  void sequence(C& c) {
-    c.clear();
-    for (std::size_t n = r_.list(); n > 0; --n) {
-      c.emplace_back();
-      (*this)("", c.back());
-    }
-  }
   ValueReader& r_;
 };
 
@@ -154,13 +140,12 @@ class PrintValues {
   }
   void secret(const char* name, const std::string& v) { (*this)(name, v); }
   void absent(const char* name) { add(name, "null", false); }
-  template <typename T>
-  void operator()(const char* name, const std::vector<T>& c) {
-    sequence(name, c);
-  }
-  template <typename T>
-  void operator()(const char* name, const std::list<T>& c) {
-    sequence(name, c);
+  template <typename C>
+  IfSequence<C> operator()(const char* name, const C& c) {
+    add(name, "[" + std::to_string(c.size()) + "]", false);
+    std::size_t i = 0;
+    for (const auto& e : c)
+      (*this)((std::string(name) + "[" + std::to_string(i++) + "]").c_str(), e);
   }
   // A vendor record: every field of its layout.
   void layout(const char* name, const Layout& layout, const void* bytes);
@@ -180,14 +165,6 @@ class PrintValues {
   void add(const char* name, std::string value, bool text) {
     out_.push_back(Field{prefix_ + name, std::move(value), text});
   }
-  template <typename C>
-  void sequence(const char* name, const C& c) {
-    add(name, "[" + std::to_string(c.size()) + "]", false);
-    std::size_t i = 0;
-    for (const auto& e : c)
-      (*this)((std::string(name) + "[" + std::to_string(i++) + "]").c_str(), e);
-  }
-
   Fields& out_;
   const PrintContext& context_;
   std::string prefix_;
