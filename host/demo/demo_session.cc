@@ -66,19 +66,15 @@ bool parseInstrument(const std::string& text, Instrument& out, std::string& erro
     error = "'" + text + "' has no instrument code: write it as CODE.EXCHANGE (rb2410.SHFE)";
     return false;
   }
-  if (dot == std::string::npos) {
-    const std::string exchange = exchangeOfProduct(code);
-    if (exchange.empty()) {
-      error = "cannot tell the exchange of '" + text +
-              "': write it as CODE.EXCHANGE (rb2410.SHFE), EXCHANGE one of " + knownExchanges();
-      return false;
-    }
-    out = Instrument{code, exchangeNumber(exchange), exchange};
-    return true;
-  }
-  const std::string exchange = text.substr(dot + 1);
+  const bool bare = dot == std::string::npos;
+  const std::string exchange = bare ? exchangeOfProduct(code) : text.substr(dot + 1);
   const int number = exchangeNumber(exchange);
-  if (number < 0) {
+  if (bare && exchange.empty()) {
+    error = "cannot tell the exchange of '" + text +
+            "': write it as CODE.EXCHANGE (rb2410.SHFE), EXCHANGE one of " + knownExchanges();
+    return false;
+  }
+  if (!bare && number < 0) {
     error = "unknown exchange '" + exchange + "' in '" + text +
             "' (the form CODE.EXCHANGE is right): EXCHANGE is one of " + knownExchanges();
     return false;

@@ -204,28 +204,24 @@ class Replay final : public replay::Driver {
     MutexLock lock(mutex_);
     const Counts& before = before_[position];
     const auto deadline = std::chrono::steady_clock::now() + timeout_;
-    while (!caughtUp(before)) {
-      if (std::chrono::steady_clock::now() >= deadline) return noteLate(position, before);
+    for (std::string missing; !(missing = stillToCome(before)).empty();) {
+      if (std::chrono::steady_clock::now() >= deadline) {
+        return notes_.push_back(where(file_.entries[order_[position]]) + " went on after " +
+                                std::to_string(timeout_.count()) + " ms without:" + missing);
+      }
       mutex_.waitUntil(changed_, deadline);
     }
   }
 
-  bool caughtUp(const Counts& before) const KS_REQUIRES(mutex_) {
-    for (int s = 0; s < kSteps; ++s) {
-      if (done_[s] < before[s]) return false;
-    }
-    return true;
-  }
-
-  void noteLate(std::size_t position, const Counts& before) KS_REQUIRES(mutex_) {
+  // What of `before` has not happened again yet; empty once it all has.
+  std::string stillToCome(const Counts& before) const KS_REQUIRES(mutex_) {
     std::string missing;
     for (int s = 0; s < kSteps; ++s) {
       if (done_[s] < before[s]) {
         missing += " " + std::to_string(before[s] - done_[s]) + " " + kStepNames[s];
       }
     }
-    notes_.push_back(where(file_.entries[order_[position]]) + " went on after " +
-                     std::to_string(timeout_.count()) + " ms without:" + missing);
+    return missing;
   }
 
   void reached(int step) {
