@@ -54,11 +54,13 @@ const QueryKind& kFunds = kQueries[4];
 // did not come. After a definitive failure (the login refused, the
 // connection lost) every later step does nothing: what it waits for cannot
 // come. A script that rides out a lost connection (the trading day's) opens
-// a new session instead, once, and goes on there.
+// a new session instead, once, and goes on there. What did not come is added
+// to `missing`.
 class Script {
  public:
-  explicit Script(DemoSession& session, bool ridesOutLostConnection = false)
-      : s_(session), ridesOut_(ridesOutLostConnection) {}
+  Script(DemoSession& session, std::vector<std::string>& missing,
+         bool ridesOutLostConnection = false)
+      : s_(session), ridesOut_(ridesOutLostConnection), missing_(missing) {}
 
   // Waits for the event `match` finds. When the connection is lost meanwhile
   // and the day goes on in a new session, waits there once more, unless
@@ -184,7 +186,6 @@ class Script {
                      : s_.sendOrder(instrument, Side::kBuy, Offset::kOpen, lots, price);
   }
 
-  std::vector<std::string>& missing() { return missing_; }
   // 1, or 2 once the day went on in a new session.
   int sessions() const { return sessions_; }
 
@@ -226,7 +227,7 @@ class Script {
   DemoSession& s_;
   bool ridesOut_;
   int sessions_ = 1;
-  std::vector<std::string> missing_;
+  std::vector<std::string>& missing_;
 };
 
 double tickRound(double price) { return std::floor(price + 0.5); }
@@ -234,7 +235,7 @@ double tickRound(double price) { return std::floor(price + 0.5); }
 }  // namespace
 
 bool openSession(DemoSession& s, std::vector<std::string>& missing) {
-  Script script(s);
+  Script script(s, missing);
   s.host().note("connect " + s.settings().address);
   bool ok = script.accepted("connect", s.session().connect()) &&
             script.expect("onConnected", typed(EventType::kConnected, 0));
@@ -260,7 +261,6 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
     ok = script.accepted("a fund account", status) &&
          script.expect("onAccountFundsResponse", lastOf(EventType::kAccountFundsResponse, id));
   }
-  missing.insert(missing.end(), script.missing().begin(), script.missing().end());
   return ok;
 }
 
@@ -273,7 +273,7 @@ int runTradingDay(DemoSession& s) {
     return 1;
   }
   if (openSession(s, missing)) {
-    Script script(s, /*ridesOutLostConnection=*/true);
+    Script script(s, missing, /*ridesOutLostConnection=*/true);
 
     // A buy at any price fills at the market; its price anchors the rest.
     Event fill;
@@ -315,7 +315,6 @@ int runTradingDay(DemoSession& s) {
       if (script.expect("onLogout with code 0", typed(EventType::kLogout, 0), nullptr, false))
         break;
     }
-    missing.insert(missing.end(), script.missing().begin(), script.missing().end());
   }
 
   const kestrel::ResultStatus released = s.release();
