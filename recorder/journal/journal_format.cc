@@ -154,10 +154,7 @@ JournalReader::~JournalReader() {
 bool JournalReader::openPath(const std::string& path) {
   name_ = path;
   file_ = openFile(path, "rb");
-  if (file_ == nullptr) {
-    problem_ = "cannot read " + path + ": " + lastErrorText();
-    return false;
-  }
+  if (file_ == nullptr) return fail("cannot read " + path + ": " + lastErrorText());
   data_ = buffer_.data();
   return readHeader();
 }
@@ -191,10 +188,9 @@ bool JournalReader::readHeader() {
   constexpr std::size_t kFixed = kMagicSize + 8;
   // A directory opens on some systems and fails at its first read.
   if (available(kFixed) < kFixed || std::memcmp(window(), kMagic, kMagicSize) != 0) {
-    problem_ = file_ != nullptr && std::ferror(file_)
-                   ? "cannot read " + name_ + ": " + lastErrorText()
-                   : name_ + " is not a journal (no journal header)";
-    return false;
+    return fail(file_ != nullptr && std::ferror(file_)
+                    ? "cannot read " + name_ + ": " + lastErrorText()
+                    : name_ + " is not a journal (no journal header)");
   }
   version_ = load<uint32_t>(window() + kMagicSize);
   if (version_ < kOldestVersion || version_ > kVersion) {
@@ -213,8 +209,7 @@ bool JournalReader::readHeader() {
     const std::string program(rest + 12, restSize - 12);
     program_ = ValueReader(program).text();
   } catch (const FormatError&) {
-    problem_ = name_ + " has a damaged journal header";
-    return false;
+    return fail(name_ + " has a damaged journal header");
   }
   first_ = position_ = kFixed + restSize;
   return true;
@@ -226,24 +221,20 @@ bool JournalReader::next(Entry& out) {
   if (head == 0) return false;
   const std::string where = " at offset " + std::to_string(position_);
   if (head < kFrameHeadSize) {
-    problem_ = "truncated entry" + where + ": the file ends inside its head";
-    return false;
+    return fail("truncated entry" + where + ": the file ends inside its head");
   }
   const std::size_t size = load<uint32_t>(window());
   if (size < kPayloadHeadSize || size > kMaxPayload) {
-    problem_ = "corrupt entry" + where + ": impossible size " + std::to_string(size);
-    return false;
+    return fail("corrupt entry" + where + ": impossible size " + std::to_string(size));
   }
   const std::size_t present = available(kFrameHeadSize + size);
   if (present < kFrameHeadSize + size) {
-    problem_ = "truncated entry" + where + ": " + std::to_string(size) + " bytes announced, " +
-               std::to_string(present - kFrameHeadSize) + " present";
-    return false;
+    return fail("truncated entry" + where + ": " + std::to_string(size) + " bytes announced, " +
+                std::to_string(present - kFrameHeadSize) + " present");
   }
   const char* payload = window() + kFrameHeadSize;
   if (crc32(payload, size) != load<uint32_t>(window() + 4)) {
-    problem_ = "corrupt entry" + where + ": checksum mismatch";
-    return false;
+    return fail("corrupt entry" + where + ": checksum mismatch");
   }
   parsePayload(payload, size, out);
   if (version_ == 1) asVersion2(out);
@@ -257,8 +248,7 @@ bool JournalReader::rewind() {
   position_ = first_;
   if (file_ == nullptr) return true;
   if (std::fseek(file_, static_cast<long>(first_), SEEK_SET) != 0) {
-    problem_ = "cannot read " + name_ + " again: " + lastErrorText();
-    return false;
+    return fail("cannot read " + name_ + " again: " + lastErrorText());
   }
   base_ = first_;
   size_ = 0;

@@ -195,6 +195,11 @@ class JournalReader {
 
  private:
   bool readHeader();
+  // Notes `what` as the reader's problem; false.
+  bool fail(std::string what) {
+    problem_ = std::move(what);
+    return false;
+  }
   // Makes `size` bytes from position_ readable at window(); fewer at the
   // end of the file.
   std::size_t available(std::size_t size);
