@@ -52,16 +52,16 @@ void PrintValues::layout(const char* name, const Layout& layout, const void* byt
     const char* shown = f->name + 2;
     while (*shown >= 'a' && *shown <= 'z') ++shown;
     const char* at = base + f->offset;
+    const auto number = [&](auto v) {
+      std::memcpy(&v, at, sizeof(v));
+      (*this)(shown, v);
+    };
     if (f->kind == Kind::kText) {
       (*this)(shown, std::string(at, strnlen(at, f->size)));
     } else if (f->kind == Kind::kInt32) {
-      int32_t v;
-      std::memcpy(&v, at, sizeof(v));
-      (*this)(shown, v);
+      number(int32_t{});
     } else if (f->kind == Kind::kDouble) {
-      double v;
-      std::memcpy(&v, at, sizeof(v));
-      (*this)(shown, v);
+      number(double{});
     } else if (f->kind == Kind::kBool) {
       (*this)(shown, bool(*at != 0));
     }
