@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sstream>
 
 namespace kestrel {
 namespace journal {
@@ -75,17 +76,8 @@ const Operation kOperations[] = {
 }  // namespace
 
 std::vector<std::string> argumentNames(const char* names, std::size_t count) {
-  std::vector<std::string> out;
-  std::string name;
-  for (const char* p = names;; ++p) {
-    if (*p == ' ' || *p == '\0') {
-      if (!name.empty()) out.push_back(name);
-      name.clear();
-      if (*p == '\0') break;
-    } else {
-      name += *p;
-    }
-  }
+  std::istringstream words(names);
+  std::vector<std::string> out{std::istream_iterator<std::string>(words), {}};
   out.resize(std::max(out.size(), count));
   return out;
 }
