@@ -14,17 +14,12 @@ namespace {
 // events in the demo host's words). Vendor callbacks are made again by the
 // replay's vendor library, which alone defines XtError.
 template <typename Op>
-constexpr PrintFunction answerPrinterOfRow(Kind kind) {
-  if constexpr (std::is_void<typename Op::Result>::value) {
-    return nullptr;
-  } else {
-    return kind == Kind::kRequest ? answerPrinterOf(Op::kMember) : nullptr;
-  }
-}
-
-template <typename Op>
 constexpr Operation operationOf(Kind kind) {
   constexpr bool host = kBoundaryOf<Op> == Boundary::kHost;
+  PrintFunction answer = nullptr;  // host requests that answer
+  if constexpr (!std::is_void<typename Op::Result>::value) {
+    if (host && kind == Kind::kRequest) answer = answerPrinterOf(Op::kMember);
+  }
   return Operation{kBoundaryOf<Op>,
                    kind,
                    Op::kSlot,
@@ -32,7 +27,7 @@ constexpr Operation operationOf(Kind kind) {
                    Op::kArguments,
                    Op::kRequestNumber < Op::kArity,
                    printerOf(Op::kMember),
-                   host ? answerPrinterOfRow<Op>(kind) : nullptr,
+                   answer,
                    host ? &invokeRow<Op> : nullptr};
 }
 
