@@ -107,7 +107,7 @@ std::string EntryText::line(const Entry& entry) {
   const Fields fields = fieldsOf(entry);  // checks the values before anything is shown
   std::string out = clock(entry.time) +
                     demo::formatted("  t%-3u #%-2u %s", entry.thread, entry.object, marker(entry));
-  if (entry.boundary == Boundary::kHost && entry.kind == Kind::kCallback) {
+  if (entry.is(Boundary::kHost, Kind::kCallback)) {
     return out + hostEventLine(entry);
   }
   out += demo::formatted("  %-26s", operationName(entry).c_str());
