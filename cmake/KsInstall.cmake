@@ -162,7 +162,7 @@ else()
   set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12)")
 endif()
 # The build in Visual C++'s ABI: version resources, PDBs in a symbols
-# archive of their own, the import library's runtime tag.
+# archive of their own.
 if(WIN32 AND NOT MINGW)
   include(cmake/KsWindowsRelease.cmake)
   foreach(target IN LISTS KS_INSTALLED_TARGETS)

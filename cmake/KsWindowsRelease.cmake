@@ -4,9 +4,7 @@
 #     file and product version from the project's, product name, the file's
 #     description below;
 #   - its PDB, installed into the symbols archive only (component "symbols",
-#     left out of every other install; cmake/package/symbols_archive.cmake);
-# and the plug-in's import library one more object: the runtime tag a host
-# that links it is checked against (plugin/host_build.h).
+#     left out of every other install; cmake/package/symbols_archive.cmake).
 # The security cookie, the load configuration and the PDB's file name come
 # from the toolchain (cmake/clang-msvc-x86_64.cmake) and its runtime
 # (cmake/msvc/runtime). Included by KsInstall.cmake, for that build only.
@@ -64,16 +62,3 @@ function(ks_windows_release_binary target destination)
   install(FILES $<TARGET_PDB_FILE:${target}> DESTINATION ${destination}
           COMPONENT symbols EXCLUDE_FROM_ALL)
 endfunction()
-
-# The runtime tag: linked from the plug-in's import library into a host
-# that includes the headers (plugin/host_build.h), it says which runtime the
-# plug-in was built for, so that the linker refuses a host built for another.
-add_library(ks_plugin_runtime_tag OBJECT ${PROJECT_SOURCE_DIR}/plugin/runtime_tag.cc)
-target_include_directories(ks_plugin_runtime_tag PRIVATE ${PROJECT_SOURCE_DIR})
-find_program(KS_LLVM_LIB llvm-lib${KS_LLVM_SUFFIX} REQUIRED)
-add_custom_command(TARGET KSTraderAPIPluginXT POST_BUILD
-  COMMAND ${KS_LLVM_LIB} /nologo /out:$<TARGET_LINKER_FILE:KSTraderAPIPluginXT>
-          $<TARGET_LINKER_FILE:KSTraderAPIPluginXT> $<TARGET_OBJECTS:ks_plugin_runtime_tag>
-  COMMENT "The runtime tag into KSTraderAPIPluginXT's import library"
-  VERBATIM)
-add_dependencies(KSTraderAPIPluginXT ks_plugin_runtime_tag)

@@ -25,6 +25,7 @@
 
 #include "recorder/journal/journal_format.h"
 #include "recorder/journal/operations.h"
+#include "tests/support/hand_entries.h"
 
 namespace {
 
@@ -134,24 +135,13 @@ class DayWriter {
   template <typename... Values>
   void entry(uint32_t thread, uint32_t object, Boundary boundary, Kind kind, uint16_t operation,
              int32_t request, const Values&... values) {
-    Entry e;
-    e.time = time_ += 700;  // an entry every 0.7 µs
-    e.thread = thread;
-    e.object = object;
-    e.boundary = boundary;
-    e.kind = kind;
-    e.operation = operation;
-    e.request = request;
-    FrameWriter w(e.values);
-    (put(w, values), ...);
+    // An entry every 0.7 µs.
+    const Entry e = kestrel::testing::handEntry(time_ += 700, thread, object, boundary, kind,
+                                                operation, request, values...);
     const std::string frame = frameOf(e);
     std::fwrite(frame.data(), 1, frame.size(), out_);
   }
-  // A vendor error (XtError's id and text) without the vendor library.
-  struct Error {
-    int32_t id;
-    const char* text;
-  };
+  using Error = kestrel::testing::VendorError;
   template <typename... Values>
   void callback(uint32_t object, uint16_t operation, int32_t request, const Values&... values) {
     entry(2, object, Boundary::kVendor, Kind::kCallback, operation, request, values...);
@@ -161,15 +151,6 @@ class DayWriter {
   }
 
  private:
-  static void put(FrameWriter& w, const Error& e) {
-    w.int32(e.id);
-    kestrel::journal::put(w, e.text);
-  }
-  template <typename T>
-  static void put(FrameWriter& w, const T& value) {
-    kestrel::journal::put(w, value);
-  }
-
   std::FILE* out_;
   uint64_t time_ = 0;
 };

@@ -12,6 +12,7 @@
 #include "recorder/journal/operations.h"
 #include "report/day.h"
 #include "report/report_output.h"
+#include "tests/support/hand_entries.h"
 
 namespace kestrel {
 namespace report {
@@ -30,19 +31,7 @@ constexpr uint32_t kVendorThread = 2;
 constexpr uint32_t kSession = 1;
 constexpr uint32_t kApi = 2;
 
-// A vendor error as the journal writes XtError: its id, then its text.
-struct Error {
-  int32_t id;
-  const char* text;
-};
-void putValue(FrameWriter& w, const Error& e) {
-  w.int32(e.id);
-  journal::put(w, e.text);
-}
-template <typename T>
-void putValue(FrameWriter& w, const T& value) {
-  journal::put(w, value);
-}
+using Error = testing::VendorError;
 
 class DayOf {
  public:
@@ -51,17 +40,9 @@ class DayOf {
   template <typename... Values>
   DayOf& at(uint64_t micros, uint32_t thread, uint32_t object, Boundary boundary, Kind kind,
             uint16_t operation, int32_t request, const Values&... values) {
-    journal::Entry e;
+    journal::Entry e = testing::handEntry(micros * 1000, thread, object, boundary, kind, operation,
+                                          request, values...);
     e.offset = offset_ += 100;
-    e.time = micros * 1000;
-    e.thread = thread;
-    e.object = object;
-    e.boundary = boundary;
-    e.kind = kind;
-    e.operation = operation;
-    e.request = request;
-    FrameWriter w(e.values);
-    (putValue(w, values), ...);
     entries_.push_back(e);
     return *this;
   }

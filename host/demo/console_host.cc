@@ -24,24 +24,6 @@ std::string instrumentOf(const kestrel::CodeId& codeId) {
   return codeId.code + "." + exchangeCode(codeId.exchange);
 }
 
-// printf into a string of whatever length the text takes.
-#if defined(__GNUC__)
-__attribute__((format(printf, 1, 2)))
-#endif
-std::string
-formatted(const char* format, ...) {
-  std::va_list args;
-  va_start(args, format);
-  std::va_list again;
-  va_copy(again, args);
-  const int length = std::vsnprintf(nullptr, 0, format, args);
-  va_end(args);
-  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  if (length > 0) std::vsnprintf(&text[0], text.size() + 1, format, again);
-  va_end(again);
-  return text;
-}
-
 }  // namespace
 
 const char* nameOf(EventType type) {
@@ -61,6 +43,19 @@ std::string failureText(const Event& event) {
                                                            : "the connection failed or was lost";
   return what + " (" + nameOf(event.type) + " code=" + std::to_string(event.code) +
          (event.message.empty() ? "" : " " + event.message) + ")";
+}
+
+std::string formatted(const char* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  std::va_list again;
+  va_copy(again, args);
+  const int length = std::vsnprintf(nullptr, 0, format, args);
+  va_end(args);
+  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+  if (length > 0) std::vsnprintf(&text[0], text.size() + 1, format, again);
+  va_end(again);
+  return text;
 }
 
 std::string clockText(std::chrono::system_clock::time_point at) {
@@ -192,10 +187,8 @@ ConsoleHost::ConsoleHost(std::FILE* out)
       }) {}
 
 void ConsoleHost::add(Event event, const std::string& details) {
-  char head[64];
-  std::snprintf(head, sizeof(head), "  %-26s req=%-4d code=%-3d", nameOf(event.type),
-                event.requestId, event.code);
-  std::string text = head;
+  std::string text =
+      formatted("  %-26s req=%-4d code=%-3d", nameOf(event.type), event.requestId, event.code);
   if (!event.message.empty()) text += " msg=\"" + event.message + "\"";
   if (!details.empty()) text += "  " + details;
   std::lock_guard<std::mutex> lock(mutex_);
@@ -243,11 +236,10 @@ void ConsoleHost::clearFailure() {
   failureReported_ = false;
 }
 
-bool ConsoleHost::failure(Event& event) const {
+std::optional<Event> ConsoleHost::failure() const {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (failure_ == kNone) return false;
-  event = events_[failure_];
-  return true;
+  if (failure_ == kNone) return std::nullopt;
+  return events_[failure_];
 }
 
 }  // namespace demo

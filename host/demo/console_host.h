@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,6 +84,13 @@ std::string failureText(const Event& event);
 // How a wait for an event ended.
 enum class WaitResult { kFound, kTimedOut, kFailed };
 
+// printf into a string of whatever length the text takes.
+#if defined(__GNUC__)
+__attribute__((format(printf, 1, 2)))
+#endif
+std::string
+formatted(const char* format, ...);
+
 // The local clock time of `at` as every line starts: "HH:MM:SS.mmm".
 std::string clockText(std::chrono::system_clock::time_point at = std::chrono::system_clock::now());
 
@@ -122,8 +130,8 @@ class ConsoleHost : public kestrel::ITradeSessionSpi {
                      std::chrono::milliseconds timeout, Event* found = nullptr);
   std::vector<Event> events() const;
 
-  // The first definitive failure seen so far; false when there was none.
-  bool failure(Event& event) const;
+  // The first definitive failure seen so far, if there was one.
+  std::optional<Event> failure() const;
   // The failure seen so far was dealt with (a lost connection, after which
   // the host opened a new session): waits no longer end at it, and failure()
   // reports the next one.

@@ -56,6 +56,7 @@ struct CommandLine {
   demo::Settings settings;
   bool interactive = false;
   bool help = false;
+  demo::Instrument instrument;  // the scripted day's, from settings.instrument
   std::string counterConfig;
   std::string error;
 };
@@ -99,9 +100,9 @@ CommandLine parse(int argc, char** argv) {
       line.settings.timeout = std::chrono::milliseconds(ms);
     }
   }
-  demo::Instrument instrument;
   std::string refused;
-  if (line.error.empty() && !demo::parseInstrument(line.settings.instrument, instrument, refused)) {
+  if (line.error.empty() &&
+      !demo::parseInstrument(line.settings.instrument, line.instrument, refused)) {
     line.error = "--instrument: " + refused;
   }
   if (line.error.empty() && !line.counterConfig.empty()) {
@@ -155,5 +156,5 @@ int main(int argc, char** argv) {
   };
   demo::DemoSession demoSession(newSession(), host, settings, newSession);
   return line.interactive ? demo::runInteractive(demoSession, stdin, stdout)
-                          : demo::runTradingDay(demoSession);
+                          : demo::runTradingDay(demoSession, line.instrument);
 }

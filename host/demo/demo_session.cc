@@ -97,11 +97,7 @@ kestrel::ITradeSession* configuredSession(const PluginLibrary& plugin, const Set
   return session;
 }
 
-std::string clientSerial(long long n) {
-  char serial[24];
-  std::snprintf(serial, sizeof(serial), "%06lld", n);
-  return serial;
-}
+std::string clientSerial(long long n) { return formatted("%06lld", n); }
 
 void useCounterConfig(const std::string& path) { xti::sim::setConfigVariable(path.c_str()); }
 
@@ -132,14 +128,11 @@ std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offs
   request.offsetFlag = offset == Offset::kOpen ? 1 : offset == Offset::kCloseToday ? 5 : 4;
   request.hedgeFlag = 1;
   const int requestId = nextRequestId();
-  char priceText[32] = "any price";
-  if (price != 0) std::snprintf(priceText, sizeof(priceText), "%.2f", price);
-  char line[192];
-  std::snprintf(line, sizeof(line), "sendOrder req=%d client=%s@%s %s %s %s.%s %lld @ %s",
-                requestId, request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
-                side == Side::kBuy ? "buy" : "sell", kOffsetWords[static_cast<int>(offset)],
-                instrument.code.c_str(), instrument.exchangeCode.c_str(), volume, priceText);
-  host_.note(line);
+  host_.note(formatted("sendOrder req=%d client=%s@%s %s %s %s.%s %lld @ %s", requestId,
+                       request.clientId.prefix.c_str(), request.clientId.serial.c_str(),
+                       side == Side::kBuy ? "buy" : "sell", kOffsetWords[static_cast<int>(offset)],
+                       instrument.code.c_str(), instrument.exchangeCode.c_str(), volume,
+                       price == 0 ? "any price" : formatted("%.2f", price).c_str()));
   const kestrel::ResultStatus status = session_->sendOrder(requestId, request);
   if (status.code != 0) {
     host_.note("  refused at once: code " + std::to_string(status.code) + " " +

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <sstream>
 #include <thread>
 #include <utility>
@@ -129,10 +130,7 @@ class Script {
 
   // The definitive failure the day ran into, if it did and could not go on
   // in a new session.
-  bool stopped() {
-    Event failure;
-    return s_.host().failure(failure) && !goOnInNewSession();
-  }
+  bool stopped() { return s_.host().failure() && !goOnInNewSession(); }
 
   bool accepted(const std::string& what, const kestrel::ResultStatus& status) {
     if (stopped()) return false;
@@ -193,12 +191,10 @@ class Script {
   // After a lost connection, once: a new session, where the counter resumes
   // the day; the order and fill queries tell what became of the orders.
   bool goOnInNewSession() {
-    Event failure;
-    if (!ridesOut_ || !s_.host().failure(failure) || failure.type != EventType::kDisconnected) {
-      return false;
-    }
+    const std::optional<Event> failure = s_.host().failure();
+    if (!ridesOut_ || !failure || failure->type != EventType::kDisconnected) return false;
     ridesOut_ = false;  // once; and not again from the steps below
-    s_.host().note(failureText(failure) + ": the day goes on in a new session");
+    s_.host().note(failureText(*failure) + ": the day goes on in a new session");
     // The lost session still answers: each request it was given is refused
     // through the callbacks. A funds query's refusal comes behind every
     // answer still on its way; the session is released once it came.
@@ -264,14 +260,8 @@ bool openSession(DemoSession& s, std::vector<std::string>& missing) {
   return ok;
 }
 
-int runTradingDay(DemoSession& s) {
+int runTradingDay(DemoSession& s, const Instrument& instrument) {
   std::vector<std::string> missing;
-  Instrument instrument;
-  std::string error;
-  if (!parseInstrument(s.settings().instrument, instrument, error)) {
-    std::fprintf(stderr, "--instrument: %s\n", error.c_str());
-    return 1;
-  }
   if (openSession(s, missing)) {
     Script script(s, missing, /*ridesOutLostConnection=*/true);
 
@@ -324,9 +314,8 @@ int runTradingDay(DemoSession& s) {
     missing.push_back("onDisconnected before release returned");
   }
 
-  Event failure;
-  if (s.host().failure(failure)) {
-    std::fprintf(stderr, "scripted day stopped: %s\n", failureText(failure).c_str());
+  if (const std::optional<Event> failure = s.host().failure()) {
+    std::fprintf(stderr, "scripted day stopped: %s\n", failureText(*failure).c_str());
     return 1;
   }
   if (!missing.empty()) {
@@ -392,9 +381,8 @@ class Prompt {
 
   // Logs out, unless the connection is lost, and releases the session.
   void end() {
-    Event failure;
-    if (s_.host().failure(failure)) {
-      s_.host().note("no logout: " + failureText(failure));
+    if (const std::optional<Event> failure = s_.host().failure()) {
+      s_.host().note("no logout: " + failureText(*failure));
     } else {
       s_.host().note("logout");
       if (s_.session().logout().code == 0)
@@ -415,11 +403,11 @@ class Prompt {
   // Once, after the command during which it came: what a definitive failure
   // means for the commands after it.
   void announceFailure() {
-    Event failure;
-    if (announced_ || !s_.host().failure(failure)) return;
+    const std::optional<Event> failure = s_.host().failure();
+    if (announced_ || !failure) return;
     announced_ = true;
     std::fprintf(out_, "%s: later requests will be refused; quit ends the session\n",
-                 failureText(failure).c_str());
+                 failureText(*failure).c_str());
   }
 
   void order(const std::string& command, const std::vector<std::string>& args) {
@@ -509,8 +497,9 @@ class Prompt {
 int runInteractive(DemoSession& s, std::FILE* in, std::FILE* out) {
   std::vector<std::string> missing;
   if (!openSession(s, missing)) {
-    Event failure;
-    if (s.host().failure(failure)) missing.push_back(failureText(failure));
+    if (const std::optional<Event> failure = s.host().failure()) {
+      missing.push_back(failureText(*failure));
+    }
     for (const std::string& what : missing) std::fprintf(stderr, "missing: %s\n", what.c_str());
     return 1;
   }

@@ -22,7 +22,8 @@ bool openSession(DemoSession& session, std::vector<std::string>& missing);
 // order query; after a lost connection the day goes on in a new session made
 // by the DemoSession's factory (once). Returns 0, or 1 after naming every
 // expected event that did not arrive, or the failure that stopped the day.
-int runTradingDay(DemoSession& session);
+// It trades `instrument`.
+int runTradingDay(DemoSession& session, const Instrument& instrument);
 
 // Reads commands from `in` until "quit" or end of input, then logs out and
 // releases. Returns 0, or 1 when the session could not be opened.

@@ -1,49 +1,25 @@
 #include "host/demo/user_input.h"
 
+#include <charconv>
 #include <cstdio>
-#include <cstdlib>
 
 namespace demo {
-namespace {
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-}  // namespace
-
 bool parseWholeNumber(const std::string& text, long long min, long long max, long long& out) {
-  std::size_t at = text.empty() || text[0] != '-' ? 0 : 1;
-  if (at == text.size()) return false;
-  // Digits beyond 18 could overflow; any value that long is out of every
-  // range the demo uses, so it is refused as such.
-  constexpr std::size_t kMaxDigits = 18;
-  long long magnitude = 0;
-  for (std::size_t digits = 0; at < text.size(); ++at, ++digits) {
-    if (!isDigit(text[at]) || digits == kMaxDigits) return false;
-    magnitude = magnitude * 10 + (text[at] - '0');
-  }
-  const long long value = text[0] == '-' ? -magnitude : magnitude;
-  if (value < min || value > max) return false;
+  long long value = 0;
+  const char* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, value);
+  if (read.ec != std::errc() || read.ptr != end || value < min || value > max) return false;
   out = value;
   return true;
 }
 
 bool parseDecimal(const std::string& text, double min, double max, double& out) {
-  std::size_t digits = 0;
-  std::size_t points = 0;
-  for (char c : text) {
-    if (isDigit(c)) {
-      ++digits;
-    } else if (c == '.') {
-      ++points;
-    } else {
-      return false;
-    }
-  }
-  if (digits == 0 || points > 1) return false;
-  // Only digits and one point: strtod reads all of it, in the "C" locale the
-  // demo runs in.
-  const double value = std::strtod(text.c_str(), nullptr);
-  if (!(value >= min && value <= max)) return false;
+  // Digits and one point at most: no sign, exponent or blank.
+  if (text.find_first_not_of("0123456789.") != std::string::npos) return false;
+  double value = 0;
+  const char* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, value, std::chars_format::fixed);
+  if (read.ec != std::errc() || read.ptr != end || !(value >= min && value <= max)) return false;
   out = value;
   return true;
 }

@@ -153,6 +153,8 @@ struct Entry {
   Boundary boundary = Boundary::kJournal;
   Kind kind = Kind::kEnd;
   std::string values;
+
+  bool is(Boundary b, Kind k) const { return boundary == b && kind == k; }
 };
 
 // Reads a payload's head; false when it is too short to hold one.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sstream>
 
 namespace kestrel {
 namespace journal {
@@ -13,17 +14,12 @@ namespace {
 // events in the demo host's words). Vendor callbacks are made again by the
 // replay's vendor library, which alone defines XtError.
 template <typename Op>
-constexpr PrintFunction answerPrinterOfRow(Kind kind) {
-  if constexpr (std::is_void<typename Op::Result>::value) {
-    return nullptr;
-  } else {
-    return kind == Kind::kRequest ? answerPrinterOf(Op::kMember) : nullptr;
-  }
-}
-
-template <typename Op>
 constexpr Operation operationOf(Kind kind) {
   constexpr bool host = kBoundaryOf<Op> == Boundary::kHost;
+  PrintFunction answer = nullptr;  // host requests that answer
+  if constexpr (!std::is_void<typename Op::Result>::value) {
+    if (host && kind == Kind::kRequest) answer = answerPrinterOf(Op::kMember);
+  }
   return Operation{kBoundaryOf<Op>,
                    kind,
                    Op::kSlot,
@@ -31,7 +27,7 @@ constexpr Operation operationOf(Kind kind) {
                    Op::kArguments,
                    Op::kRequestNumber < Op::kArity,
                    printerOf(Op::kMember),
-                   host ? answerPrinterOfRow<Op>(kind) : nullptr,
+                   answer,
                    host ? &invokeRow<Op> : nullptr};
 }
 
@@ -75,17 +71,8 @@ const Operation kOperations[] = {
 }  // namespace
 
 std::vector<std::string> argumentNames(const char* names, std::size_t count) {
-  std::vector<std::string> out;
-  std::string name;
-  for (const char* p = names;; ++p) {
-    if (*p == ' ' || *p == '\0') {
-      if (!name.empty()) out.push_back(name);
-      name.clear();
-      if (*p == '\0') break;
-    } else {
-      name += *p;
-    }
-  }
+  std::istringstream words(names);
+  std::vector<std::string> out{std::istream_iterator<std::string>(words), {}};
   out.resize(std::max(out.size(), count));
   return out;
 }

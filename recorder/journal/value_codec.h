@@ -320,45 +320,24 @@ void invokeRecorded(R (C::*member)(P...), C* object, ValueReader& values, FrameW
 // most host records, so that building one allocates once.
 constexpr std::size_t kEntryReserve = 1024;
 
-// Builds, in `frame`, an entry whose values `write` adds. The recorders build
-// each entry in a buffer of their own call rather than in a thread_local one:
-// a thread that records then holds no storage of the recorder's libraries
-// when it ends, however late in the process that is.
-template <typename Write>
-void buildEntry(std::string& frame, Boundary boundary, Kind kind, uint16_t operation,
-                uint32_t object, int32_t request, const Write& write) {
-  frame.clear();
-  frame.reserve(kEntryReserve);
-  FrameWriter writer(frame);
-  writer.begin(boundary, kind, operation, object, request);
-  write(writer);
-}
-
-// Builds an entry and hands it to `sink`. Recording never throws into the
-// call it records: a failure counts as an entry lost.
+// Builds an entry whose values `write` adds and hands it to `sink`. Each
+// entry is built in a buffer of its own call rather than in a thread_local
+// one: a thread that records then holds no storage of the recorder's
+// libraries when it ends, however late in the process that is. Recording
+// never throws into the call it records: a failure counts as an entry lost.
 template <typename Write>
 void recordWith(EntrySink& sink, Boundary boundary, Kind kind, uint16_t operation, uint32_t object,
                 int32_t request, const Write& write) {
   try {
     std::string frame;
-    buildEntry(frame, boundary, kind, operation, object, request, write);
+    frame.reserve(kEntryReserve);
+    FrameWriter writer(frame);
+    writer.begin(boundary, kind, operation, object, request);
+    write(writer);
     sink.append(frame);
   } catch (...) {
     sink.countLost();
   }
-}
-
-// Makes `call`, a callback handed on, then `returned(threw)`: whether it
-// ended by an exception, which is then passed on.
-template <typename Call, typename Returned>
-void callAndNoteReturn(const Call& call, const Returned& returned) {
-  try {
-    call();
-  } catch (...) {
-    returned(true);
-    throw;
-  }
-  returned(false);
 }
 
 // An entry of the journal's own operations (op:: numbers), with `values`.
@@ -426,20 +405,24 @@ void recordAnswer(EntrySink& sink, uint32_t object, const R& result, const A&...
 }
 
 // Records the callback of `Op`, makes it on `target` (when there is one) and
-// records its return (or the exception it passes on) on this thread.
+// records its return, or that it ended by an exception, which is then passed
+// on; all on this thread.
 template <typename Op, typename... A>
 void forwardCallback(EntrySink& sink, uint32_t object, typename Op::Class* target,
                      A&... arguments) {
   recordCall<Op>(sink, Kind::kCallback, object, arguments...);
   const int32_t request = requestNumberOf<Op>(arguments...);
-  callAndNoteReturn(
-      [&] {
-        if (target != nullptr) (target->*Op::kMember)(arguments...);
-      },
-      [&](bool threw) {
-        recordWith(sink, kBoundaryOf<Op>, Kind::kDone, Op::kSlot, object, request,
-                   [threw](FrameWriter& w) { w.boolean(threw); });
-      });
+  const auto returned = [&](bool threw) {
+    recordWith(sink, kBoundaryOf<Op>, Kind::kDone, Op::kSlot, object, request,
+               [threw](FrameWriter& w) { w.boolean(threw); });
+  };
+  try {
+    if (target != nullptr) (target->*Op::kMember)(arguments...);
+  } catch (...) {
+    returned(true);
+    throw;
+  }
+  returned(false);
 }
 
 }  // namespace journal

@@ -105,20 +105,13 @@ std::string EntryText::hostEventLine(const Entry& entry) {
 
 std::string EntryText::line(const Entry& entry) {
   const Fields fields = fieldsOf(entry);  // checks the values before anything is shown
-  char head[48];
-  std::snprintf(head, sizeof(head), "  t%-3u #%-2u %s", entry.thread, entry.object, marker(entry));
-  std::string out = clock(entry.time) + head;
-  if (entry.boundary == Boundary::kHost && entry.kind == Kind::kCallback) {
+  std::string out = clock(entry.time) +
+                    demo::formatted("  t%-3u #%-2u %s", entry.thread, entry.object, marker(entry));
+  if (entry.is(Boundary::kHost, Kind::kCallback)) {
     return out + hostEventLine(entry);
   }
-  char name[64];
-  std::snprintf(name, sizeof(name), "  %-26s", operationName(entry).c_str());
-  out += name;
-  if (hasRequestNumber(entry)) {
-    char request[24];
-    std::snprintf(request, sizeof(request), "req=%-4d", entry.request);
-    out += request;
-  }
+  out += demo::formatted("  %-26s", operationName(entry).c_str());
+  if (hasRequestNumber(entry)) out += demo::formatted("req=%-4d", entry.request);
   if (entry.kind == Kind::kDone) {
     if (fields.front().value == "true") return out + " threw";
     return out.erase(out.find_last_not_of(' ') + 1);

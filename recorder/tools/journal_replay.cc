@@ -301,7 +301,7 @@ class Replay final : public replay::Driver {
   Fields comparable(const Entry& e, const std::string& programDirectory) const {
     Fields out;
     for (Field& f : EntryText::fieldsOf(e)) {
-      if (e.boundary == Boundary::kHost && e.kind == Kind::kCallback &&
+      if (e.is(Boundary::kHost, Kind::kCallback) &&
           e.operation == interfaces::spi::onLogin::kSlot &&
           (f.name == "loginStamp" || f.name == "tradingDay")) {
         continue;

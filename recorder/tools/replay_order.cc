@@ -8,14 +8,6 @@ namespace {
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-bool isHostRequest(const Entry& e) {
-  return e.boundary == Boundary::kHost && e.kind == Kind::kRequest;
-}
-
-bool isVendorCallback(const Entry& e) {
-  return e.boundary == Boundary::kVendor && e.kind == Kind::kCallback;
-}
-
 // Whether `e` is something `thread` did. The returns of callbacks (version
 // 2) are left out: the rules below read the journal as version 1 has it, so
 // that a journal replays the same in either version.
@@ -40,11 +32,12 @@ std::size_t answerOf(const std::vector<Entry>& entries, std::size_t request) {
   for (std::size_t i = request + 1; i < entries.size(); ++i) {
     const Entry& e = entries[i];
     if (e.thread != r.thread) continue;
-    if (e.boundary == Boundary::kHost && e.kind == Kind::kReturn && e.object == r.object &&
+    if (e.is(Boundary::kHost, Kind::kReturn) && e.object == r.object &&
         e.operation == r.operation) {
       return i;
     }
-    if (isHostRequest(e)) return kNone;  // a request of its own inside this one
+    // A request of its own inside this one.
+    if (e.is(Boundary::kHost, Kind::kRequest)) return kNone;
   }
   return kNone;
 }
@@ -54,8 +47,7 @@ std::size_t answerOf(const std::vector<Entry>& entries, std::size_t request) {
 bool refusedAlone(const std::vector<Entry>& entries, std::size_t request, std::size_t answer) {
   for (std::size_t i = request + 1; i < answer; ++i) {
     const Entry& e = entries[i];
-    if (e.thread == entries[request].thread && e.boundary == Boundary::kVendor &&
-        e.kind == Kind::kRequest) {
+    if (e.thread == entries[request].thread && e.is(Boundary::kVendor, Kind::kRequest)) {
       return false;
     }
   }
@@ -71,7 +63,7 @@ std::size_t placeOf(const std::vector<Entry>& entries, std::size_t callback) {
   for (std::size_t i = callback + 1; i < entries.size(); ++i) {
     const Entry& e = entries[i];
     if (recordedOn(e, thread)) break;
-    if (!isHostRequest(e)) continue;
+    if (!e.is(Boundary::kHost, Kind::kRequest)) continue;
     const std::size_t answer = answerOf(entries, i);
     if (answer == kNone || !refusedAlone(entries, i, answer)) break;
     bool quiet = true;  // the callback's thread recorded nothing until the answer
@@ -94,9 +86,9 @@ std::size_t requestAheadOf(const std::vector<Entry>& entries, std::size_t callba
   for (std::size_t i = callback; i-- > 0;) {
     const Entry& e = entries[i];
     if (recordedOn(e, thread)) return kNone;
-    if (e.boundary == Boundary::kHost && e.kind == Kind::kReturn) return kNone;
-    if (e.boundary == Boundary::kVendor && e.kind == Kind::kRequest) askedVendor = true;
-    if (!isHostRequest(e)) continue;
+    if (e.is(Boundary::kHost, Kind::kReturn)) return kNone;
+    if (e.is(Boundary::kVendor, Kind::kRequest)) askedVendor = true;
+    if (!e.is(Boundary::kHost, Kind::kRequest)) continue;
     const std::size_t answer = answerOf(entries, i);
     if (askedVendor || answer == kNone || answer < callback || refusedAlone(entries, i, answer)) {
       return kNone;
@@ -115,7 +107,7 @@ std::vector<std::size_t> replayOrder(const std::vector<Entry>& entries) {
   std::vector<std::vector<std::size_t>> after(entries.size());
   std::vector<bool> moved(entries.size(), false);
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (!isVendorCallback(entries[i])) continue;
+    if (!entries[i].is(Boundary::kVendor, Kind::kCallback)) continue;
     const std::size_t place = placeOf(entries, i);
     const std::size_t ahead = place == kNone ? requestAheadOf(entries, i) : kNone;
     if (place != kNone) after[place].push_back(i);

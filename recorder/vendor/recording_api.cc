@@ -14,6 +14,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include "plugin/xt_trader_api.h"
 #include "recorder/journal/journal_platform.h"
@@ -27,47 +28,37 @@ using kestrel::journal::Journal;
 using kestrel::journal::Kind;
 namespace op = kestrel::journal::op;
 
-// The real library's exports, under its compiler's names for them.
+// The real library's exports: the member that holds each, its compiler's
+// names for it (Visual C++'s, then the Itanium ABI's) and its type.
+#define KS_REAL_VENDOR_EXPORTS(X)                                                                \
+  X(create, "?createXtTraderApi@XtTraderApi@xti@@SAPEAV12@PEBD@Z",                               \
+    "_ZN3xti11XtTraderApi17createXtTraderApiEPKc", XtTraderApi*(const char*))                    \
+  X(joinAll, "?joinAll@XtTraderApi@xti@@SAXXZ", "_ZN3xti11XtTraderApi7joinAllEv", void())        \
+  X(makeOrder, "??0COrdinaryOrder@xti@@QEAA@XZ", "_ZN3xti14COrdinaryOrderC1Ev",                  \
+    void(COrdinaryOrder*))                                                                       \
+  X(endOrder, "??1COrdinaryOrder@xti@@QEAA@XZ", "_ZN3xti14COrdinaryOrderD1Ev",                   \
+    void(COrdinaryOrder*))                                                                       \
+  X(makeError, "??0XtError@xti@@QEAA@XZ", "_ZN3xti7XtErrorC1Ev", void(XtError*))                 \
+  X(makeErrorWith, "??0XtError@xti@@QEAA@HPEBD@Z", "_ZN3xti7XtErrorC1EiPKc",                     \
+    void(XtError*, int, const char*))                                                            \
+  X(isSuccess, "?isSuccess@XtError@xti@@QEBA_NXZ", "_ZNK3xti7XtError9isSuccessEv",               \
+    bool(const XtError*))                                                                        \
+  X(errorId, "?errorID@XtError@xti@@QEBAHXZ", "_ZNK3xti7XtError7errorIDEv", int(const XtError*)) \
+  X(errorMsg, "?errorMsg@XtError@xti@@QEBAPEBDXZ", "_ZNK3xti7XtError8errorMsgEv",                \
+    const char*(const XtError*))
+
 struct RealVendor {
-  XtTraderApi* (*create)(const char*) = nullptr;
-  void (*joinAll)() = nullptr;
-  void (*makeOrder)(COrdinaryOrder*) = nullptr;
-  void (*endOrder)(COrdinaryOrder*) = nullptr;
-  void (*makeError)(XtError*) = nullptr;
-  void (*makeErrorWith)(XtError*, int, const char*) = nullptr;
-  bool (*isSuccess)(const XtError*) = nullptr;
-  int (*errorId)(const XtError*) = nullptr;
-  const char* (*errorMsg)(const XtError*) = nullptr;
+#define KS_MEMBER(member, msvcName, itaniumName, ...) \
+  std::add_pointer_t<__VA_ARGS__> member = nullptr;
+  KS_REAL_VENDOR_EXPORTS(KS_MEMBER)
+#undef KS_MEMBER
 };
 
-#if defined(_MSC_VER)
-constexpr const char* kNames[] = {"?createXtTraderApi@XtTraderApi@xti@@SAPEAV12@PEBD@Z",
-                                  "?joinAll@XtTraderApi@xti@@SAXXZ",
-                                  "??0COrdinaryOrder@xti@@QEAA@XZ",
-                                  "??1COrdinaryOrder@xti@@QEAA@XZ",
-                                  "??0XtError@xti@@QEAA@XZ",
-                                  "??0XtError@xti@@QEAA@HPEBD@Z",
-                                  "?isSuccess@XtError@xti@@QEBA_NXZ",
-                                  "?errorID@XtError@xti@@QEBAHXZ",
-                                  "?errorMsg@XtError@xti@@QEBAPEBDXZ"};
-#else
-constexpr const char* kNames[] = {"_ZN3xti11XtTraderApi17createXtTraderApiEPKc",
-                                  "_ZN3xti11XtTraderApi7joinAllEv",
-                                  "_ZN3xti14COrdinaryOrderC1Ev",
-                                  "_ZN3xti14COrdinaryOrderD1Ev",
-                                  "_ZN3xti7XtErrorC1Ev",
-                                  "_ZN3xti7XtErrorC1EiPKc",
-                                  "_ZNK3xti7XtError9isSuccessEv",
-                                  "_ZNK3xti7XtError7errorIDEv",
-                                  "_ZNK3xti7XtError8errorMsgEv"};
-#endif
-
 template <typename F>
-bool bind(void* library, const char* name, F& function, std::string& missing) {
+void bind(void* library, const char* name, F& function, std::string& missing) {
   void* symbol = kestrel::journal::findSymbol(library, name);
   if (symbol == nullptr) missing += std::string(missing.empty() ? "" : ", ") + name;
   function = reinterpret_cast<F>(symbol);
-  return symbol != nullptr;
 }
 
 RealVendor loadRealVendor() {
@@ -82,15 +73,14 @@ RealVendor loadRealVendor() {
     return real;
   }
   std::string missing;
-  bind(library, kNames[0], real.create, missing);
-  bind(library, kNames[1], real.joinAll, missing);
-  bind(library, kNames[2], real.makeOrder, missing);
-  bind(library, kNames[3], real.endOrder, missing);
-  bind(library, kNames[4], real.makeError, missing);
-  bind(library, kNames[5], real.makeErrorWith, missing);
-  bind(library, kNames[6], real.isSuccess, missing);
-  bind(library, kNames[7], real.errorId, missing);
-  bind(library, kNames[8], real.errorMsg, missing);
+#if defined(_MSC_VER)
+#define KS_BIND(member, msvcName, itaniumName, ...) bind(library, msvcName, real.member, missing);
+#else
+#define KS_BIND(member, msvcName, itaniumName, ...) \
+  bind(library, itaniumName, real.member, missing);
+#endif
+  KS_REAL_VENDOR_EXPORTS(KS_BIND)
+#undef KS_BIND
   if (!missing.empty()) {
     std::fprintf(stderr, "recording XtTraderApi: %s is no vendor library: it lacks %s\n",
                  path.c_str(), missing.c_str());
