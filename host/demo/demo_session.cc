@@ -112,9 +112,7 @@ DemoSession::~DemoSession() {
 std::string DemoSession::sendOrder(const Instrument& instrument, Side side, Offset offset,
                                    long long volume, double price) {
   kestrel::AccountOrderNewRequest request;
-  request.codeId.kind = 1;
-  request.codeId.exchange = instrument.exchange;
-  request.codeId.code = instrument.code;
+  request.codeId = instrument.codeId();
   {
     std::lock_guard<std::mutex> lock(mutex_);
     const std::string serial = clientSerial(++serialCounter_);
@@ -254,9 +252,7 @@ kestrel::ResultStatus DemoSession::cancel(const std::string& clientSerial) {
       return kestrel::ResultStatus{
           -2, "order " + clientSerial + " has no exchange order id (it was not accepted)"};
     }
-    request.codeId.kind = 1;
-    request.codeId.exchange = found->second.instrument.exchange;
-    request.codeId.code = found->second.instrument.code;
+    request.codeId = found->second.instrument.codeId();
     request.exchangeOrderId = found->second.exchangeOrderId;
   }
   request.clientId = kestrel::ClientId{kClientPrefix, clientSerial};

@@ -37,6 +37,9 @@ struct Instrument {
   std::string code;
   int exchange = -1;
   std::string exchangeCode;  // "SHFE"
+
+  // As the demo's requests name it: an order and its cancel alike.
+  kestrel::CodeId codeId() const { return kestrel::CodeId{0, 1, exchange, code}; }
 };
 
 // A new session of the plug-in at the counter and as the user of `settings`,

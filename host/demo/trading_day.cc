@@ -329,6 +329,9 @@ int runTradingDay(DemoSession& s, const Instrument& instrument) {
 
 namespace {
 
+constexpr long long kMaxPrice = 100000000;
+constexpr long long kMaxSerial = 999999;
+
 std::string helpText() {
   std::string queries;
   for (const QueryKind& query : kQueries) {
@@ -338,18 +341,18 @@ std::string helpText() {
          "  buy|sell INSTRUMENT QTY PRICE [open|close|closetoday]\n"
          "      INSTRUMENT  CODE.EXCHANGE (rb2410.SHFE), or a code whose exchange the demo\n"
          "                  knows from its product (rb2410, IF2409, 600000)\n"
-         "      QTY         lots, a whole number from 1 to 1000000\n"
-         "      PRICE       0 (any price) or a limit price up to 100000000 (3650, 3650.5)\n"
+         "      QTY         lots, a whole number from 1 to " +
+         std::to_string(kMaxOrderLots) +
+         "\n      PRICE       0 (any price) or a limit price up to " + std::to_string(kMaxPrice) +
+         " (3650, 3650.5)\n"
          "      open (the default), close (earlier positions) or closetoday\n"
          "  cancel ID       the order the demo printed as ID (000001, or 1)\n" +
          queries +
          "\n  help | quit\n"
          "A line is refused whole, and nothing of it is sent, when any part of it is\n"
-         "wrong, it holds a control byte or it is longer than 1023 bytes.\n";
+         "wrong, it holds a control byte or it is longer than " +
+         std::to_string(LineReader::kMaxLine) + " bytes.\n";
 }
-
-constexpr double kMaxPrice = 100000000;
-constexpr long long kMaxSerial = 999999;
 
 // The prompt's commands. Each checks its whole line before it sends
 // anything, so a refused line sends nothing; every refusal names the
@@ -424,10 +427,10 @@ class Prompt {
       return refuse(command, "QTY is a whole number of lots from 1 to " +
                                  std::to_string(kMaxOrderLots) + ", not '" + args[1] + "'");
     }
-    if (!parseDecimal(args[2], 0, kMaxPrice, price)) {
-      return refuse(command,
-                    "PRICE is 0 (any price) or a price up to 100000000 (3650, 3650.5), not '" +
-                        args[2] + "'");
+    if (!parseDecimal(args[2], 0, static_cast<double>(kMaxPrice), price)) {
+      return refuse(command, "PRICE is 0 (any price) or a price up to " +
+                                 std::to_string(kMaxPrice) + " (3650, 3650.5), not '" + args[2] +
+                                 "'");
     }
     if (args.size() == 4) {
       const auto word = std::find(std::begin(kOffsetWords), std::end(kOffsetWords), args[3]);
